@@ -1,0 +1,1 @@
+#include "orva_fp/image.h"

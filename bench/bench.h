@@ -1,0 +1,59 @@
+// One row of the benchmark table: a library function at one size beside its simple form, the peer's
+// operation and a plain sweep of the same bytes.
+#ifndef ORVA_BENCH_H
+#define ORVA_BENCH_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <orva_fp/image.h>
+
+#include "simple/simple_forms.h"
+#include "support/frames.h"
+
+#ifdef ORVA_BENCH_OPENCV
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+#endif
+
+namespace bench {
+
+// The plain sweep that is the ceiling of a function's speed.
+enum class ceiling { kCopy, kRead };
+
+struct row {
+  std::string function;  // with the variant where there are several: "get_median 5"
+  support::frame_size size;
+  size_t bytes;  // read or written once, the basis of bytes per second and of the ceiling
+  ceiling sweep;
+  std::function<void()> library;
+  std::function<void()> simple;
+  std::function<void()> peer;  // empty where the peer has no such operation
+};
+
+void add(row r);
+
+// 160 x 160, 200 x 200 and 1000 x 1000.
+const std::vector<support::frame_size> &sizes();
+
+// Ends the program with a message when the library and the peer disagree where they must agree.
+void require(bool agrees, const std::string &function);
+
+// Registers a family's rows; called once by main.
+void add_equalisation();
+void add_evaluation();
+void add_layout();
+void add_median();
+void add_noise();
+void add_otsu();
+void add_raw_frame();
+void add_stack_median();
+void add_statistics();
+void add_water();
+
+}  // namespace bench
+
+#endif

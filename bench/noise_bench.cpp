@@ -1,0 +1,7 @@
+#include "bench.h"
+
+namespace bench {
+
+void add_noise() {}
+
+}  // namespace bench

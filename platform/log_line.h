@@ -1,0 +1,18 @@
+// What every log call of the library passes: its tag and its levels.
+#ifndef ORVA_PLATFORM_LOG_LINE_H
+#define ORVA_PLATFORM_LOG_LINE_H
+
+#include <cstdint>
+
+namespace orva {
+
+inline constexpr char kLogTag[] = "(FPLOG)";
+
+// Android log priorities. output_log does not write debug lines.
+inline constexpr uint32_t kLogDebug = 3;
+inline constexpr uint32_t kLogInfo = 4;
+inline constexpr uint32_t kLogError = 6;
+
+}  // namespace orva
+
+#endif

@@ -1,0 +1,1 @@
+#include "orva_fp/sensor_test.h"

@@ -1,0 +1,1 @@
+#include "simple/simple_forms.h"
