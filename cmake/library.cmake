@@ -25,6 +25,10 @@ set(ORVA_FP_SOURCES
   sensor_test_kd740/result_files.cpp)
 list(TRANSFORM ORVA_FP_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)
 
+# The sensor test's half-megabyte frame must not step over a thread's guard page unnoticed.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fstack-clash-protection ORVA_FP_HAS_STACK_CLASH_PROTECTION)
+
 # How the library's sources are compiled, wherever they are compiled. Fortified headers would call
 # libc under other names (__open_2, __poll_chk), and a stand-in for open or poll would miss them.
 add_library(orva_fp_compile INTERFACE)
@@ -33,6 +37,7 @@ target_compile_options(orva_fp_compile INTERFACE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -ffp-contract=off
   -fvisibility=hidden -fvisibility-inlines-hidden -fstack-protector-strong
   -U_FORTIFY_SOURCE
+  $<$<BOOL:${ORVA_FP_HAS_STACK_CLASH_PROTECTION}>:-fstack-clash-protection>
   $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},aarch64>:-mbranch-protection=standard>)
 target_include_directories(orva_fp_compile INTERFACE ${PROJECT_SOURCE_DIR})
 

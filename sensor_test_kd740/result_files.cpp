@@ -1,1 +1,145 @@
-#include "orva_fp/sensor_test.h"
+// Result files: their paths, the removal of earlier ones and the save at a run's end.
+#include "sensor_test_kd740/result_files.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <time.h>
+
+#include <orva_fp/file.h>
+
+namespace orva {
+
+namespace {
+
+// Date of the latest save. A run is the only one in the process, and so are these.
+time_t save_time;
+const tm *save_utc;
+
+// The contents of a result log, cut to what fits.
+struct log_text {
+  char bytes[1024];
+  size_t length;  // without the NUL
+};
+
+constexpr size_t kLongestText = sizeof(log_text::bytes) - 1;
+
+// Length of the longest prefix of text, of at most limit bytes, that does not end within a UTF-8
+// character. Bytes that are not UTF-8 are cut anywhere.
+size_t cut_length(const char *text, size_t length, size_t limit) {
+  if (length <= limit) return length;
+  constexpr size_t kLongestCharacter = 4;
+  for (size_t back = 0; back < kLongestCharacter && back <= limit; ++back) {
+    const auto byte = static_cast<unsigned char>(text[limit - back]);
+    const bool continues = (byte & 0xC0) == 0x80;
+    if (!continues) return byte >= 0xC0 ? limit - back : limit;
+  }
+  return limit;
+}
+
+void start_with_date(log_text &text) {
+  save_time = time(nullptr);
+  tm *utc = gmtime(&save_time);
+  save_utc = utc;
+  const char *date = utc != nullptr ? asctime(utc) : nullptr;
+  const int length =
+      snprintf(text.bytes, sizeof text.bytes, "Date: %s", date != nullptr ? date : "");
+  text.length = std::min(static_cast<size_t>(std::max(length, 0)), kLongestText);
+}
+
+void append_result_text(log_text &text, const char (&result_text)[SENSOR_TEST_TEXT_SIZE],
+                        int32_t line) {
+  const size_t length = strnlen(result_text, sizeof result_text);
+  const size_t kept = cut_length(result_text, length, kLongestText - text.length);
+  memcpy(text.bytes + text.length, result_text, kept);
+  text.length += kept;
+  if (kept < length) {
+    log_test_line(kLogError, {line, "sensor_test result text too long, %zu of %zu bytes cut"},
+                  length - kept, length);
+  }
+}
+
+// Writes the whole file. Returns 0, or the system error number of the failed open.
+int write_result(const result_path &path, const void *data, size_t size) {
+  if (!path.fits()) return ENAMETOOLONG;
+  return file_write(path.text, data, size) != 0 ? errno : 0;
+}
+
+void save_data(const save_profile &profile, const sensor_test_reply &reply, const char *folder,
+               const result_path &path) {
+  if (reply.data_len <= 0) return;
+  const int32_t size = std::min<int32_t>(reply.data_len, SENSOR_TEST_DATA_SIZE);
+  if (size < reply.data_len) {
+    log_test_line(kLogError,
+                  {profile.data_failed.line, "sensor_test data_len = %d, only %d bytes saved"},
+                  reply.data_len, size);
+  }
+  const int error = write_result(path, reply.data, static_cast<size_t>(size));
+  if (error != 0) log_test_line(kLogError, profile.data_failed, error);
+  if (profile.data_saved.text != nullptr) {
+    log_test_line(kLogInfo, profile.data_saved, folder, kDataFile.base_name, kDataFile.extension);
+  }
+}
+
+}  // namespace
+
+void compose_path(result_path &path, const char *folder, const result_file &file) {
+  const int length =
+      snprintf(path.text, sizeof path.text, "%s/%s.%s", folder, file.base_name, file.extension);
+  if (length < 0 || static_cast<size_t>(length) >= sizeof path.text) path.text[0] = '\0';
+}
+
+void remove_old(const result_path &path, const char *folder, const result_file &file,
+                int32_t line) {
+  if (!path.fits()) {
+    log_test_line(kLogError, {line, "sensor_test path too long, not removed: %s/%s.%s"}, folder,
+                  file.base_name, file.extension);
+    return;
+  }
+  remove(path.text);
+  log_test_line(kLogInfo, {line, "remove %s"}, path.text);
+}
+
+void save_results(const save_profile &profile, const sensor_test_reply &reply, const char *folder,
+                  const result_path &data_path) {
+  save_data(profile, reply, folder, data_path);
+
+  log_text text;
+  start_with_date(text);
+  append_result_text(text, reply.result_text, profile.log_saved.line);
+
+  result_path path;
+  compose_path(path, folder, *profile.log);
+  log_test_line(kLogInfo, profile.log_saved, folder, profile.log->base_name,
+                profile.log->extension);
+  const int error = write_result(path, text.bytes, text.length);
+  if (error != 0) log_test_line(kLogError, profile.log_failed, error);
+}
+
+}  // namespace orva
+
+int32_t confirm_save_path(char *dest, int32_t dest_len, const char *src1, const char *src2) {
+  using namespace orva;
+  constexpr char kFunction[] = "confirm_save_path";
+  if (dest == nullptr) {
+    output_log(kLogInfo, kLogTag, kSensorTestFile, kFunction, 90, "addr of destination is NULL !!");
+    return 0;
+  }
+  const auto text_or_null = [](const char *text) { return text != nullptr ? text : "(null)"; };
+  output_log(kLogInfo, kLogTag, kSensorTestFile, kFunction, 95,
+             "Save dest=%.*s, dest len=%d, src1=%s, src2=%s", std::max(dest_len, 0), dest, dest_len,
+             text_or_null(src1), text_or_null(src2));
+  if (dest_len <= 0 || src1 == nullptr || src2 == nullptr) return 0;
+
+  const size_t length1 = strlen(src1);
+  const size_t length2 = strlen(src2);
+  const auto room = static_cast<size_t>(dest_len);
+  if (length1 >= room || length2 >= room || length1 + length2 + 2 > room) return 0;
+
+  memmove(dest, src1, length1);
+  dest[length1] = '/';
+  memmove(dest + length1 + 1, src2, length2);
+  dest[length1 + 1 + length2] = '\0';
+  return 1;
+}
