@@ -1,0 +1,115 @@
+// The sensor behind the driver node, as its driver sees it: what each command record held, what it
+// does to the sensor, and the faults that a scenario asks for. It knows nothing of how commands
+// arrive: a front hands them over and carries the answers out.
+#ifndef ORVA_SIMULATOR_SENSOR_MODEL_H
+#define ORVA_SIMULATOR_SENSOR_MODEL_H
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace simulator {
+
+inline constexpr size_t kRecordSize = 32;
+using record_bytes = std::array<uint8_t, kRecordSize>;
+
+// One command as the driver received it.
+struct command {
+  record_bytes record{};
+  std::vector<uint8_t> sent;  // the bytes that tx_buf pointed to, empty without it
+  int error = 0;              // system error number that the driver answered with, 0 for none
+
+  uint64_t tx_buf() const;
+  uint64_t rx_buf() const;
+  uint32_t len() const;
+  uint32_t speed_hz() const;
+  uint8_t opcode() const { return record[28]; }
+  std::span<const uint8_t, 3> param() const { return std::span(record).subspan<29, 3>(); }
+};
+
+// "reset", "power", ... ; "command N" for a code that has no name.
+std::string opcode_name(uint8_t opcode);
+
+// One line for people: name, argument, clock and parameters.
+std::string describe(const command &c);
+
+// What happens after the interrupt has been armed.
+struct interrupt_plan {
+  enum class kind : uint8_t { kNever, kInterrupt, kErrorEvent };
+  kind what = kind::kNever;
+  uint32_t delay_ms = 0;  // of the interrupt; an error event comes at once
+
+  static interrupt_plan never() { return {}; }
+  static interrupt_plan after(uint32_t ms) { return {kind::kInterrupt, ms}; }
+  static interrupt_plan error_event() { return {kind::kErrorEvent, 0}; }
+  bool operator==(const interrupt_plan &) const = default;
+};
+
+// Makes the n-th command with a code (from 1; 0 means every one) fail.
+struct command_fault {
+  uint8_t opcode = 0;
+  uint32_t nth = 1;
+  int error = 5;  // EIO
+};
+
+enum class node_state : uint8_t { kPresent, kMissing, kNotOpenable };
+
+// How the simulated sensor behaves.
+struct sensor_config {
+  node_state node = node_state::kPresent;
+  std::vector<command_fault> faults;
+  // One per arming, in order; armings beyond the last get no interrupt.
+  std::vector<interrupt_plan> interrupts;
+};
+
+struct sensor_state {
+  bool powered = false;
+  uint32_t clock_hz = 0;  // of the latest command that went through
+  bool info_memory = false;
+  bool armed = false;
+  uint32_t resets = 0;
+  uint32_t cpu_speedup = 0;
+  bool operator==(const sensor_state &) const = default;
+};
+
+// What the front does after a command.
+struct answer {
+  int error = 0;                  // 0, or the system error number that ioctl fails with
+  std::vector<uint8_t> received;  // goes to rx_buf
+  enum class line : uint8_t { kUnchanged, kSchedule, kClear } interrupt_line = line::kUnchanged;
+  interrupt_plan plan;  // with kSchedule
+};
+
+class sensor_model {
+ public:
+  sensor_model() = default;
+  explicit sensor_model(sensor_config config) : config_(std::move(config)) {}
+
+  answer handle(const record_bytes &record, std::span<const uint8_t> sent);
+
+  const sensor_config &config() const { return config_; }
+  const sensor_state &state() const { return state_; }
+  const std::vector<command> &commands() const { return commands_; }
+
+  // Records that hold what no caller of the library may send: a changed constant field, an address
+  // where the command has none, a transfer without its addresses.
+  const std::vector<std::string> &problems() const { return problems_; }
+
+ private:
+  int fault_for(uint8_t opcode);
+  void check(const command &c);
+
+  sensor_config config_;
+  sensor_state state_;
+  std::vector<command> commands_;
+  std::vector<std::string> problems_;
+  std::map<uint8_t, uint32_t> seen_;
+  size_t armings_ = 0;
+};
+
+}  // namespace simulator
+
+#endif
