@@ -1,0 +1,35 @@
+// Stand-ins for the libc calls that the sensor test makes besides those on the driver node. They
+// note what was asked for, and fail or answer as a test says; otherwise they forward.
+#ifndef ORVA_TESTS_LIBC_STAND_INS_H
+#define ORVA_TESTS_LIBC_STAND_INS_H
+
+#include <cstdio>
+#include <ctime>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace support {
+
+struct libc_script {
+  // Called with "usleep N", "remove PATH" and "fopen PATH MODE" as they happen. While it is set
+  // usleep returns at once.
+  std::function<void(const std::string &)> note;
+  std::optional<time_t> now;  // what time returns
+  bool gmtime_fails = false;
+  bool asctime_fails = false;
+  std::string fopen_fails_for;        // path that cannot be opened
+  int fopen_error = 0;                // its error number
+  std::optional<timespec> monotonic;  // what clock_gettime returns for CLOCK_MONOTONIC
+};
+
+// The script in force; assign to it to change it.
+libc_script &libc();
+
+// Blocks that malloc handed out to the calling thread so far. Always 0 where a sanitizer owns
+// malloc.
+size_t mallocs_on_this_thread();
+
+}  // namespace support
+
+#endif
