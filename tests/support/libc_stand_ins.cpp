@@ -20,8 +20,13 @@ namespace {
 
 thread_local size_t malloc_count = 0;
 
-void note(const std::string &what) {
-  if (libc().note) libc().note(what);
+// A note is only put together when there is somebody to take it.
+template <typename... Parts>
+void note(const Parts &...parts) {
+  if (!libc().note) return;
+  std::string what;
+  (what.append(parts), ...);
+  libc().note(what);
 }
 
 }  // namespace
@@ -37,7 +42,7 @@ size_t mallocs_on_this_thread() { return malloc_count; }
 
 extern "C" int usleep(useconds_t us) {
   if (support::libc().note) {
-    support::note("usleep " + std::to_string(us));
+    support::note("usleep ", std::to_string(us));
     return 0;
   }
   const timespec pause = {static_cast<time_t>(us / 1000000),
@@ -46,13 +51,13 @@ extern "C" int usleep(useconds_t us) {
 }
 
 extern "C" int remove(const char *path) {
-  support::note(std::string("remove ") + path);
+  support::note("remove ", path);
   if (unlink(path) == 0) return 0;
   return errno == EISDIR ? rmdir(path) : -1;
 }
 
 extern "C" FILE *fopen(const char *path, const char *mode) {
-  support::note(std::string("fopen ") + path + " " + mode);
+  support::note("fopen ", path, " ", mode);
   if (support::libc().fopen_error != 0 && support::libc().fopen_fails_for == path) {
     errno = support::libc().fopen_error;
     return nullptr;

@@ -20,6 +20,7 @@ struct libc_script {
   bool asctime_fails = false;
   std::string fopen_fails_for;        // path that cannot be opened
   int fopen_error = 0;                // its error number
+  FILE *(*opened)() = nullptr;        // makes the stream that fopen hands out
   std::optional<timespec> monotonic;  // what clock_gettime returns for CLOCK_MONOTONIC
 };
 

@@ -23,6 +23,9 @@ void clear_log();
 // Called with every line as it comes; null for none.
 void observe_log(std::function<void(const log_line &)> observer);
 
+// While paused, lines are dropped before anything is made of them.
+void pause_log_capture(bool paused);
+
 }  // namespace support
 
 #endif
