@@ -55,8 +55,9 @@ target_link_libraries(orva_fp_normal_sensor_test PRIVATE
 # --as-needed drops the C++ run-time library, of which nothing is used.
 target_link_options(orva_fp_normal_sensor_test PRIVATE
   -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map
-
   -Wl,-Bsymbolic-functions -Wl,--as-needed
   -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack
-  $<$<NOT:$<BOOL:${ORVA_FP_SANITIZE}>>:-Wl,-z,defs>
   $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},aarch64>:-Wl,-z,max-page-size=16384>)
+if(NOT ORVA_FP_SANITIZE)  # the sanitizers' own names come with the program
+  target_link_options(orva_fp_normal_sensor_test PRIVATE -Wl,-z,defs)
+endif()
