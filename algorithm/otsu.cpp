@@ -1,1 +1,345 @@
+// Otsu's threshold without a histogram: the classes of a few candidate levels are counted in sweeps
+// over the pixels, and the levels between them are excluded by what they could reach at best.
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
 #include "orva_fp/image.h"
+
+namespace {
+
+// ---- Sweeps -------------------------------------------------------------------------------------
+
+// Pixels are taken two by two as 16-bit words, so that every step of the inner loop works on lanes
+// of one width.
+constexpr size_t kLanes = 32;
+constexpr size_t kStepBytes = 2 * kLanes;
+// A 16-bit lane takes two values of at most 255 per step: 128 steps fit.
+constexpr size_t kStepsPerFlush = 128;
+
+struct pixel_set {
+  const uint8_t *values;
+  const uint8_t *mask;  // null, or one byte per value: only those with byte 0 take part
+  size_t size;
+};
+
+template <size_t kLevels>
+using levels = std::array<uint8_t, kLevels>;
+template <size_t kLevels>
+using sums = std::array<int64_t, kLevels>;
+
+uint16_t load_pair(const uint8_t *bytes) {
+  uint16_t pair;
+  memcpy(&pair, bytes, sizeof pair);
+  return pair;
+}
+
+// Adds max(value, level) over all values for every level, a value left out by the mask counting
+// as 0. At most kStepsPerFlush steps.
+template <bool kMasked, size_t kLevels>
+void add_maxima(const uint8_t *values, const uint8_t *mask, size_t steps,
+                const levels<kLevels> &candidates, sums<kLevels> &totals) {
+  std::array<int16_t, kLevels> level;
+  for (size_t k = 0; k < kLevels; ++k) level[k] = candidates[k];
+  uint16_t lanes[kLevels][kLanes] = {};
+  for (size_t step = 0; step < steps; ++step) {
+    for (size_t lane = 0; lane < kLanes; ++lane) {
+      const size_t at = step * kStepBytes + 2 * lane;
+      const uint16_t pair = load_pair(values + at);
+      int16_t first = static_cast<int16_t>(pair & 0xFF);
+      int16_t second = static_cast<int16_t>(pair >> 8);
+      if constexpr (kMasked) {
+        const uint16_t out = load_pair(mask + at);
+        first = (out & 0xFF) == 0 ? first : int16_t{0};
+        second = (out >> 8) == 0 ? second : int16_t{0};
+      }
+      for (size_t k = 0; k < kLevels; ++k) {
+        lanes[k][lane] = static_cast<uint16_t>(lanes[k][lane] + std::max(first, level[k]) +
+                                               std::max(second, level[k]));
+      }
+    }
+  }
+  for (size_t k = 0; k < kLevels; ++k) {
+    uint32_t total = 0;
+    for (size_t lane = 0; lane < kLanes; ++lane) total += lanes[k][lane];
+    totals[k] += total;
+  }
+}
+
+template <bool kMasked, size_t kLevels>
+sums<kLevels> excess_of(const pixel_set &pixels, const levels<kLevels> &candidates) {
+  sums<kLevels> totals{};
+  const size_t whole_steps = pixels.size / kStepBytes;
+  for (size_t step = 0; step < whole_steps; step += kStepsPerFlush) {
+    const size_t at = step * kStepBytes;
+    add_maxima<kMasked>(pixels.values + at, kMasked ? pixels.mask + at : nullptr,
+                        std::min(kStepsPerFlush, whole_steps - step), candidates, totals);
+  }
+  // The rest goes through the same loop, padded with zeros, which exceed no level.
+  const size_t done = whole_steps * kStepBytes;
+  size_t swept = done;
+  if (done != pixels.size) {
+    uint8_t values[kStepBytes] = {};
+    uint8_t mask[kStepBytes] = {};
+    memcpy(values, pixels.values + done, pixels.size - done);
+    if constexpr (kMasked) memcpy(mask, pixels.mask + done, pixels.size - done);
+    add_maxima<kMasked>(values, mask, 1, candidates, totals);
+    swept += kStepBytes;
+  }
+  for (size_t k = 0; k < kLevels; ++k) {
+    totals[k] -= static_cast<int64_t>(swept) * candidates[k];
+  }
+  return totals;
+}
+
+// For every level t the sum of (value - t) over the participating values above t. From the excess
+// over t and t + 1 follow the number of values above t (their difference) and their sum.
+template <size_t kLevels>
+sums<kLevels> excess(const pixel_set &pixels, const levels<kLevels> &candidates) {
+  return pixels.mask == nullptr ? excess_of<false>(pixels, candidates)
+                                : excess_of<true>(pixels, candidates);
+}
+
+// The highest participating value that is not above limit.
+uint8_t highest_up_to(const pixel_set &pixels, uint8_t limit) {
+  uint8_t highest = 0;
+  if (pixels.mask == nullptr) {
+    for (size_t i = 0; i < pixels.size; ++i) {
+      const uint8_t value = pixels.values[i];
+      highest = std::max(highest, value <= limit ? value : uint8_t{0});
+    }
+  } else {
+    for (size_t i = 0; i < pixels.size; ++i) {
+      const uint8_t value = pixels.mask[i] == 0 ? pixels.values[i] : uint8_t{0};
+      highest = std::max(highest, value <= limit ? value : uint8_t{0});
+    }
+  }
+  return highest;
+}
+
+// ---- Search -------------------------------------------------------------------------------------
+
+// The pixels above a level.
+struct high_class {
+  uint8_t level;
+  int64_t count;
+  int64_t sum;
+};
+
+struct otsu_result {
+  uint8_t threshold;
+  uint32_t low_count;
+  uint32_t high_count;
+  float low_mean;
+  float high_mean;
+};
+
+class otsu_search {
+ public:
+  otsu_search(const pixel_set &pixels, int32_t width, int32_t height)
+      : pixels_(pixels),
+        total_(static_cast<float>(width) * static_cast<float>(height)),
+        total_squared_(static_cast<double>(pixels.size) * static_cast<double>(pixels.size)) {}
+
+  otsu_result run() {
+    constexpr levels<2> kLowest = {0, 1};
+    count_ = static_cast<int64_t>(pixels_.size);
+    if (pixels_.mask != nullptr) {
+      const sums<2> mask = excess({pixels_.mask, nullptr, pixels_.size}, kLowest);
+      count_ -= mask[0] - mask[1];
+    }
+    const sums<2> lowest = excess(pixels_, kLowest);
+    sum_ = lowest[0];
+    if (count_ == 0) return {};
+    estimate_ = static_cast<uint8_t>(sum_ / count_);
+
+    const high_class above_0 = {0, lowest[0] - lowest[1], lowest[0]};
+    rate(above_0);
+    open_gap(above_0, {255, 0, 0});
+    while (drop_hopeless_gaps()) sweep(next_levels());
+
+    if (best_score_ > 0) best_.threshold = highest_up_to(pixels_, best_.threshold);
+    return best_;
+  }
+
+ private:
+  // Levels between two counted ones, of which none has been counted. They differ in how many of
+  // the pixels in (below.level, above.level] they leave in the low class.
+  struct gap {
+    high_class below;
+    high_class above;
+    double bound;  // no level in the gap scores higher, in units of 1 / total_squared_
+
+    bool holds(uint8_t level) const { return below.level < level && level < above.level; }
+    // The mean of the pixels in it, or the level beside that.
+    uint8_t middle() const {
+      const int64_t mean = (below.sum - above.sum) / (below.count - above.count);
+      return static_cast<uint8_t>(std::clamp<int64_t>(mean, below.level + 1, above.level - 1));
+    }
+  };
+  // Gaps are disjoint and hold a level each.
+  static constexpr size_t kMostGaps = 128;
+
+  // Counts the classes of all levels whose successor is swept with them.
+  void sweep(const levels<4> &candidates) {
+    const sums<4> over = excess(pixels_, candidates);
+    for (size_t k = 0; k + 1 < candidates.size(); ++k) {
+      const uint8_t level = candidates[k];
+      if (candidates[k + 1] != level + 1) continue;
+      const int64_t count = over[k] - over[k + 1];
+      split_gap({level, count, over[k] + level * count});
+    }
+  }
+
+  void split_gap(const high_class &high) {
+    for (size_t i = 0; i < gap_count_; ++i) {
+      if (!gaps_[i].holds(high.level)) continue;
+      const gap split = gaps_[i];
+      gaps_[i] = gaps_[--gap_count_];
+      rate(high);
+      open_gap(split.below, high);
+      open_gap(high, split.above);
+      return;
+    }
+  }
+
+  // The score of one level. Single precision in exactly this order: it decides near ties.
+  void rate(const high_class &high) {
+    const int64_t low_count = count_ - high.count;
+    if (low_count == 0 || high.count == 0) return;
+    const float low_size = static_cast<float>(low_count);
+    const float high_size = static_cast<float>(high.count);
+    const float low_mean = static_cast<float>(sum_ - high.sum) / low_size;
+    const float high_mean = static_cast<float>(high.sum) / high_size;
+    const float low_share = low_size / total_;
+    const float high_share = high_size / total_;
+    const float distance = low_mean - high_mean;
+    const float score = distance * ((low_share * high_share) * distance);
+    if (score < best_score_ || (score == best_score_ && high.level >= best_.threshold)) return;
+
+    best_score_ = score;
+    best_ = {high.level, static_cast<uint32_t>(low_count), static_cast<uint32_t>(high.count),
+             low_mean, high_mean};
+    // The best threshold of all lies half-way between the means of its classes.
+    estimate_ = static_cast<uint8_t>((low_mean + high_mean) / 2);
+    // What a level must reach in exact arithmetic to have a chance. The rounded means are off by
+    // less than 3 * 255 / 2^24 each, the distance by less than 1e-4. A score being (shares)
+    // (distance)^2 with a product of shares of at most 1/4, its root is off by half of that, and
+    // the root of the best score is at most half its distance. The other roundings are relative,
+    // fewer than 16 of 2^-24 each.
+    const double margin = 1e-4 * static_cast<double>(-distance);
+    limit_ = (static_cast<double>(score) - margin) * (1 - 4e-6) * total_squared_;
+  }
+
+  void open_gap(const high_class &below, const high_class &above) {
+    const int64_t count = below.count - above.count;
+    const int64_t sum = below.sum - above.sum;
+    const int64_t lowest = below.level + 1;
+    const int64_t highest = above.level;
+    // One pixel, or all at one end: every level in the gap splits as one of its ends does.
+    if (count < 2 || sum == count * lowest || sum == count * highest) return;
+
+    // The low class of a level in the gap has k of the gap's pixels, 0 < k < count unless it splits
+    // as one of the ends does. Their sum is at least k * lowest, and at least what is left when all
+    // others have the highest level. Along either line the score is a convex function of k (the
+    // square of a linear one over a concave one), so it is greatest where a line ends.
+    const double n = static_cast<double>(count);
+    const double s = static_cast<double>(sum);
+    const double lo = static_cast<double>(lowest);
+    const double hi = static_cast<double>(highest);
+    const double crossing = (n * hi - s) / (hi - lo);
+    const double bound = std::max({exact_score(below, crossing, crossing * lo),
+                                   exact_score(below, 1, std::max(lo, s - (n - 1) * hi)),
+                                   exact_score(below, n - 1, std::max((n - 1) * lo, s - hi))});
+    gaps_[gap_count_++] = {below, above, bound};
+  }
+
+  // The score, in units of 1 / total_squared_, when count pixels of that sum join the low class.
+  double exact_score(const high_class &high, double count, double sum) const {
+    const double all = static_cast<double>(count_);
+    const double low_count = static_cast<double>(count_ - high.count) + count;
+    const double low_sum = static_cast<double>(sum_ - high.sum) + sum;
+    const double moment = low_sum * all - static_cast<double>(sum_) * low_count;
+    return moment * moment / (low_count * (all - low_count));
+  }
+
+  // False when no gap is left.
+  bool drop_hopeless_gaps() {
+    size_t kept = 0;
+    for (size_t i = 0; i < gap_count_; ++i) {
+      if (gaps_[i].bound >= limit_) gaps_[kept++] = gaps_[i];
+    }
+    gap_count_ = kept;
+    return kept != 0;
+  }
+
+  // Three levels around the estimate while it lies in a gap, else the middles of the two most
+  // promising gaps, or three levels in the only one.
+  levels<4> next_levels() const {
+    const gap *first = &gaps_[0];
+    const gap *second = nullptr;
+    for (size_t i = 0; i < gap_count_; ++i) {
+      const gap *candidate = &gaps_[i];
+      if (candidate->holds(estimate_)) return levels_around(estimate_);
+      if (i == 0) continue;
+      if (candidate->bound > first->bound) std::swap(candidate, first);
+      if (second == nullptr || candidate->bound > second->bound) second = candidate;
+    }
+    const uint8_t middle = first->middle();
+    if (second == nullptr) return levels_around(middle);
+    const uint8_t other = second->middle();
+    return {middle, static_cast<uint8_t>(middle + 1), other, static_cast<uint8_t>(other + 1)};
+  }
+
+  static levels<4> levels_around(uint8_t level) {
+    const uint8_t first = static_cast<uint8_t>(std::min(level - 1, 252));
+    return {first, static_cast<uint8_t>(first + 1), static_cast<uint8_t>(first + 2),
+            static_cast<uint8_t>(first + 3)};
+  }
+
+  const pixel_set pixels_;
+  const float total_;           // over all pixels, whatever the mask
+  const double total_squared_;  // of the same number, unrounded
+  int64_t count_ = 0;           // of participating pixels
+  int64_t sum_ = 0;
+  uint8_t estimate_ = 0;
+
+  otsu_result best_ = {};
+  float best_score_ = 0;
+  double limit_ = 0;
+
+  std::array<gap, kMostGaps> gaps_;
+  size_t gap_count_ = 0;
+};
+
+otsu_result find_otsu(const uint8_t *image, int32_t width, int32_t height, const uint8_t *mask) {
+  if (width <= 0 || height <= 0) return {};
+  const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height);
+  return otsu_search({image, mask, size}, width, height).run();
+}
+
+}  // namespace
+
+int32_t find_otsu_th(const uint8_t *image, int32_t width, int32_t height, uint32_t *low_count,
+                     uint32_t *high_count, uint8_t *low_mean, uint8_t *high_mean,
+                     const uint8_t *mask) {
+  const otsu_result result = find_otsu(image, width, height, mask);
+  *low_count = result.low_count;
+  *high_count = result.high_count;
+  *low_mean = static_cast<uint8_t>(result.low_mean);
+  *high_mean = static_cast<uint8_t>(result.high_mean);
+  return result.threshold;
+}
+
+uint8_t ucFindOtsuThCS1(const uint8_t *image, int32_t width, int32_t height, uint32_t *low_count,
+                        uint32_t *high_count, double *low_mean, double *high_mean,
+                        const uint8_t *mask) {
+  const otsu_result result = find_otsu(image, width, height, mask);
+  *low_count = result.low_count;
+  *high_count = result.high_count;
+  *low_mean = static_cast<double>(result.low_mean);
+  *high_mean = static_cast<double>(result.high_mean);
+  return result.threshold;
+}
