@@ -50,10 +50,11 @@ void add_maxima(const uint8_t *values, const uint8_t *mask, size_t steps,
       const uint16_t pair = load_pair(values + at);
       int16_t first = static_cast<int16_t>(pair & 0xFF);
       int16_t second = static_cast<int16_t>(pair >> 8);
+      // An AND vectorises where a conditional expression would become a branch.
       if constexpr (kMasked) {
         const uint16_t out = load_pair(mask + at);
-        first = (out & 0xFF) == 0 ? first : int16_t{0};
-        second = (out >> 8) == 0 ? second : int16_t{0};
+        first = static_cast<int16_t>(first & -((out & 0xFF) == 0));
+        second = static_cast<int16_t>(second & -((out >> 8) == 0));
       }
       for (size_t k = 0; k < kLevels; ++k) {
         lanes[k][lane] = static_cast<uint16_t>(lanes[k][lane] + std::max(first, level[k]) +
@@ -68,54 +69,73 @@ void add_maxima(const uint8_t *values, const uint8_t *mask, size_t steps,
   }
 }
 
-template <bool kMasked, size_t kLevels>
-sums<kLevels> excess_of(const pixel_set &pixels, const levels<kLevels> &candidates) {
-  sums<kLevels> totals{};
+// Raises highest to the highest value that is not above limit, values left out by the mask apart.
+template <bool kMasked>
+void raise_to_highest(const uint8_t *values, const uint8_t *mask, size_t steps, uint8_t limit,
+                      uint8_t &highest) {
+  uint8_t lanes[kStepBytes] = {};
+  for (size_t step = 0; step < steps; ++step) {
+    for (size_t lane = 0; lane < kStepBytes; ++lane) {
+      const size_t at = step * kStepBytes + lane;
+      uint8_t value = values[at];
+      if constexpr (kMasked) value = static_cast<uint8_t>(value & -(mask[at] == 0));
+      value = static_cast<uint8_t>(value & -(value <= limit));
+      lanes[lane] = std::max(lanes[lane], value);
+    }
+  }
+  for (const uint8_t value : lanes) highest = std::max(highest, value);
+}
+
+// Calls visit with runs of at most kStepsPerFlush whole steps that make up the pixels. What is left
+// at the end is padded with zeros, which are above no level. Returns the number of bytes visited.
+template <typename Visitor>
+size_t for_each_run(const pixel_set &pixels, Visitor visit) {
   const size_t whole_steps = pixels.size / kStepBytes;
   for (size_t step = 0; step < whole_steps; step += kStepsPerFlush) {
     const size_t at = step * kStepBytes;
-    add_maxima<kMasked>(pixels.values + at, kMasked ? pixels.mask + at : nullptr,
-                        std::min(kStepsPerFlush, whole_steps - step), candidates, totals);
+    visit(pixels.values + at, pixels.mask == nullptr ? nullptr : pixels.mask + at,
+          std::min(kStepsPerFlush, whole_steps - step));
   }
-  // The rest goes through the same loop, padded with zeros, which exceed no level.
   const size_t done = whole_steps * kStepBytes;
-  size_t swept = done;
-  if (done != pixels.size) {
-    uint8_t values[kStepBytes] = {};
-    uint8_t mask[kStepBytes] = {};
-    memcpy(values, pixels.values + done, pixels.size - done);
-    if constexpr (kMasked) memcpy(mask, pixels.mask + done, pixels.size - done);
-    add_maxima<kMasked>(values, mask, 1, candidates, totals);
-    swept += kStepBytes;
-  }
-  for (size_t k = 0; k < kLevels; ++k) {
-    totals[k] -= static_cast<int64_t>(swept) * candidates[k];
-  }
-  return totals;
+  if (done == pixels.size) return done;
+
+  uint8_t values[kStepBytes] = {};
+  uint8_t mask[kStepBytes] = {};
+  memcpy(values, pixels.values + done, pixels.size - done);
+  if (pixels.mask != nullptr) memcpy(mask, pixels.mask + done, pixels.size - done);
+  visit(values, pixels.mask == nullptr ? nullptr : mask, size_t{1});
+  return done + kStepBytes;
 }
 
 // For every level t the sum of (value - t) over the participating values above t. From the excess
 // over t and t + 1 follow the number of values above t (their difference) and their sum.
 template <size_t kLevels>
 sums<kLevels> excess(const pixel_set &pixels, const levels<kLevels> &candidates) {
-  return pixels.mask == nullptr ? excess_of<false>(pixels, candidates)
-                                : excess_of<true>(pixels, candidates);
+  sums<kLevels> totals{};
+  const size_t visited =
+      for_each_run(pixels, [&](const uint8_t *values, const uint8_t *mask, size_t steps) {
+        if (mask == nullptr) {
+          add_maxima<false>(values, mask, steps, candidates, totals);
+        } else {
+          add_maxima<true>(values, mask, steps, candidates, totals);
+        }
+      });
+  for (size_t k = 0; k < kLevels; ++k) {
+    totals[k] -= static_cast<int64_t>(visited) * candidates[k];
+  }
+  return totals;
 }
 
 // The highest participating value that is not above limit.
 uint8_t highest_up_to(const pixel_set &pixels, uint8_t limit) {
   uint8_t highest = 0;
-  if (pixels.mask == nullptr) {
-    for (size_t i = 0; i < pixels.size; ++i) {
-      const uint8_t value = pixels.values[i];
-      highest = std::max(highest, value <= limit ? value : uint8_t{0});
+  for_each_run(pixels, [&](const uint8_t *values, const uint8_t *mask, size_t steps) {
+    if (mask == nullptr) {
+      raise_to_highest<false>(values, mask, steps, limit, highest);
+    } else {
+      raise_to_highest<true>(values, mask, steps, limit, highest);
     }
-  } else {
-    for (size_t i = 0; i < pixels.size; ++i) {
-      const uint8_t value = pixels.mask[i] == 0 ? pixels.values[i] : uint8_t{0};
-      highest = std::max(highest, value <= limit ? value : uint8_t{0});
-    }
-  }
+  });
   return highest;
 }
 
@@ -153,11 +173,11 @@ class otsu_search {
     const sums<2> lowest = excess(pixels_, kLowest);
     sum_ = lowest[0];
     if (count_ == 0) return {};
-    estimate_ = static_cast<uint8_t>(sum_ / count_);
 
     const high_class above_0 = {0, lowest[0] - lowest[1], lowest[0]};
     rate(above_0);
     open_gap(above_0, {255, 0, 0});
+    estimate_ = static_cast<uint8_t>(sum_ / count_);
     while (drop_hopeless_gaps()) sweep(next_levels());
 
     if (best_score_ > 0) best_.threshold = highest_up_to(pixels_, best_.threshold);
