@@ -1,1 +1,147 @@
+// Water detection: wide dark bands across adjacent rows or columns.
+#include <algorithm>
+#include <cstddef>
+
 #include "orva_fp/image.h"
+
+namespace {
+
+constexpr uint64_t kMargin = 5;
+constexpr size_t kDarkStretch = 32;  // a pixel below the threshold and 31 more not above it
+constexpr size_t kWaterStreak = 21;
+
+// The first place of the first `length` adjacent places within [first, end) that all hold, or end
+// when there are none. A window is looked at from its far end: a place that does not hold rules out
+// every window that covers it, so most places are never asked. None is asked twice.
+template <typename Holds>
+size_t find_streak(size_t first, size_t end, size_t length, Holds holds) {
+  size_t known = first;  // [first, known) hold
+  while (first + length <= end) {
+    size_t place = first + length;
+    while (place > known && holds(place - 1)) --place;
+    if (place == known) return first;
+    known = first + length;
+    first = place;
+  }
+  return end;
+}
+
+// The first place from `place` on that does not hold, or end.
+template <typename Holds>
+size_t find_end(size_t place, size_t end, Holds holds) {
+  while (place < end && holds(place)) ++place;
+  return place;
+}
+
+// True when the line of the given mean, its pixels `step` bytes apart, has a dark stretch within
+// [first, end) that is closed there by a pixel above the threshold.
+bool has_dark_stretch(const uint8_t *line, size_t step, size_t first, size_t end, uint64_t mean) {
+  if (mean < kMargin) return false;
+  const uint64_t threshold = mean - kMargin;
+  const auto dark = [=](size_t i) { return line[i * step] <= threshold; };
+  for (;;) {
+    first = find_streak(first, end, kDarkStretch, dark);
+    if (first == end) return false;
+    const size_t close = find_end(first + kDarkStretch, end, dark);
+    if (close == end) return false;
+    // A pixel equal to the threshold continues a stretch but does not start one.
+    first = find_end(first, close, [=](size_t i) { return line[i * step] == threshold; });
+    if (close - first >= kDarkStretch) return true;
+    first = close + 1;
+  }
+}
+
+// A streak that reaches the last line does not count, whatever it holds.
+template <typename Qualifies>
+bool has_water(size_t lines, Qualifies qualifies) {
+  const size_t first = find_streak(0, lines, kWaterStreak, qualifies);
+  return first != lines && find_end(first + kWaterStreak, lines, qualifies) != lines;
+}
+
+uint64_t sum_row(const uint8_t *row, size_t width) {
+  constexpr size_t kBlock = 256;  // its sum fits 16 bits
+  uint64_t total = 0;
+  for (size_t at = 0; at < width; at += kBlock) {
+    const size_t size = std::min(kBlock, width - at);
+    uint16_t sum = 0;
+    for (size_t i = 0; i < size; ++i) sum = static_cast<uint16_t>(sum + row[at + i]);
+    total += sum;
+  }
+  return total;
+}
+
+// The sums of adjacent columns, taken row by row for a block of columns around the one asked for.
+class column_sums {
+ public:
+  column_sums(const uint8_t *image, size_t width, size_t height)
+      : image_(image), width_(width), height_(height) {}
+
+  uint64_t of(size_t column) {
+    if (column < first_ || column - first_ >= kColumns || !filled_) fill(column);
+    return sums_[column - first_];
+  }
+
+ private:
+  static constexpr size_t kColumns = 256;
+  static constexpr size_t kRows = 256;  // their sum fits 16 bits
+
+  // Streaks are looked at from their far end: the block reaches back by the length of one.
+  void fill(size_t column) {
+    const size_t columns = std::min(kColumns, width_);
+    first_ = std::min(column - std::min(column, kWaterStreak - 1), width_ - columns);
+    filled_ = true;
+    for (uint64_t &sum : sums_) sum = 0;
+    for (size_t row = 0; row < height_; row += kRows) {
+      const size_t rows = std::min(kRows, height_ - row);
+      const uint8_t *pixels = image_ + row * width_ + first_;
+      add_rows(pixels, rows, columns);
+    }
+  }
+
+  void add_rows(const uint8_t *pixels, size_t rows, size_t columns) {
+    uint16_t block[kColumns] = {};
+    size_t row = 0;
+    for (; row + 4 <= rows; row += 4, pixels += 4 * width_) {
+      const uint8_t *row_1 = pixels + width_;
+      const uint8_t *row_2 = row_1 + width_;
+      const uint8_t *row_3 = row_2 + width_;
+      for (size_t i = 0; i < columns; ++i) {
+        block[i] = static_cast<uint16_t>(block[i] + pixels[i] + row_1[i] + row_2[i] + row_3[i]);
+      }
+    }
+    for (; row < rows; ++row, pixels += width_) {
+      for (size_t i = 0; i < columns; ++i) {
+        block[i] = static_cast<uint16_t>(block[i] + pixels[i]);
+      }
+    }
+    for (size_t i = 0; i < columns; ++i) sums_[i] += block[i];
+  }
+
+  const uint8_t *image_;
+  size_t width_;
+  size_t height_;
+  bool filled_ = false;
+  size_t first_ = 0;
+  uint64_t sums_[kColumns];
+};
+
+}  // namespace
+
+int32_t is_water(const uint8_t *image, int32_t width, int32_t height) {
+  if (width <= 0 || height <= 0) return 0;
+  const size_t columns = static_cast<size_t>(width);
+  const size_t rows = static_cast<size_t>(height);
+
+  // Column 0 counts in a row's mean but is not searched.
+  const auto row_qualifies = [=](size_t row) {
+    const uint8_t *line = image + row * columns;
+    return has_dark_stretch(line, 1, 1, columns, sum_row(line, columns) / columns);
+  };
+  if (has_water(rows, row_qualifies)) return 1;
+
+  column_sums sums(image, columns, rows);
+  const auto column_qualifies = [&](size_t column) {
+    return has_dark_stretch(image + column, columns, 0, rows, sums.of(column) / rows);
+  };
+  return has_water(columns, column_qualifies) ? 1 : 0;
+}

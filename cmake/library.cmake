@@ -7,6 +7,7 @@ set(ORVA_FP_SOURCES
   algorithm/equalisation.cpp
   algorithm/evaluation.cpp
   algorithm/layout.cpp
+  algorithm/mark_runs.cpp
   algorithm/median.cpp
   algorithm/noise.cpp
   algorithm/orva_image_algorithm.cpp
