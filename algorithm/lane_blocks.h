@@ -7,22 +7,21 @@
 
 namespace orva {
 
-// A loop over this many bytes compiles to whole vectors at every register width.
-using lane_block = std::integral_constant<size_t, 64>;
-
-// Calls work(offset, count) until all of 0 to total - 1 is covered. count is a lane_block, and so
-// known to the compiler, for any total that holds at least one. The last block then ends at total
-// and may overlap the one before it: work must not mind to do a place twice.
-template <typename Work>
+// Calls work(offset, count) until all of 0 to total - 1 is covered. count is an integral_constant
+// and so known to the compiler, except for totals too short for any block. The last block ends at
+// total and may overlap the one before it: doing a place twice must not matter.
+template <size_t Block = 32, typename Work>
 inline void for_lane_blocks(size_t total, Work work) {
-  constexpr lane_block kBlock;
-  if (total < kBlock) {
+  constexpr std::integral_constant<size_t, Block> kCount;
+  if (total >= Block) {
+    size_t offset = 0;
+    for (; offset + Block <= total; offset += Block) work(offset, kCount);
+    if (offset < total) work(total - Block, kCount);
+  } else if constexpr (Block > 8) {
+    for_lane_blocks<Block / 2>(total, work);
+  } else {
     work(size_t{0}, total);
-    return;
   }
-  size_t offset = 0;
-  for (; offset + kBlock <= total; offset += kBlock) work(offset, kBlock);
-  if (offset < total) work(total - kBlock, kBlock);
 }
 
 }  // namespace orva

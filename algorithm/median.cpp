@@ -30,45 +30,48 @@ void counting_sort(uint8_t *values, int32_t count) {
   }
 }
 
-// A tile of sorted columns, small enough to stay in the first-level cache, with a column before
-// and after it.
+// Columns filtered together; what is kept of them stays in the first-level cache.
 constexpr size_t kTile = 512;
-struct column_tile {
-  uint8_t low[kTile + 2];
-  uint8_t middle[kTile + 2];
-  uint8_t high[kTile + 2];
 
-  orva::sorted_column operator[](size_t i) const { return {low[i], middle[i], high[i]}; }
-  void set(size_t i, orva::sorted_column column) {
-    low[i] = column.low;
-    middle[i] = column.middle;
-    high[i] = column.high;
+// The sorted triples of a row: every pixel of the tile with its neighbours to the left and right.
+struct triple_row {
+  alignas(64) uint8_t low[kTile];
+  alignas(64) uint8_t middle[kTile];
+  alignas(64) uint8_t high[kTile];
+
+  orva::triple operator[](size_t i) const { return {low[i], middle[i], high[i]}; }
+  void set(size_t i, orva::triple t) {
+    low[i] = t.low;
+    middle[i] = t.middle;
+    high[i] = t.high;
   }
 };
 
-// Filters one row from the three rows of the copy that its windows cover. A column outside the
-// image repeats the border column.
-void filter_row(const uint8_t *above, const uint8_t *row, const uint8_t *below, size_t width,
-                uint8_t *__restrict out) {
-  column_tile columns;
-  const auto sort_columns = [&](size_t x, size_t place, auto count) {
-    for (size_t i = 0; i < count; ++i) {
-      columns.set(place + i, orva::sort_column(above[x + i], row[x + i], below[x + i]));
-    }
-  };
-  for (size_t start = 0; start < width; start += kTile) {
-    const size_t count = std::min(kTile, width - start);
-    const size_t end = start + count;
-    orva::for_lane_blocks(
-        count, [&](size_t offset, auto block) { sort_columns(start + offset, offset + 1, block); });
-    sort_columns(start == 0 ? 0 : start - 1, 0, size_t{1});
-    sort_columns(end == width ? width - 1 : end, count + 1, size_t{1});
-    orva::for_lane_blocks(count, [&](size_t offset, auto block) {
-      for (size_t i = offset; i < offset + block; ++i) {
-        out[start + i] = orva::median_of_nine(columns[i], columns[i + 1], columns[i + 2]);
-      }
-    });
+// Sorts the triples of columns start to start + count - 1. A pixel beside the image repeats the
+// border pixel.
+void sort_row(const uint8_t *row, size_t width, size_t start, size_t count, triple_row &out) {
+  const size_t first = start == 0 ? 1 : 0;
+  const size_t last = start + count == width ? count - 1 : count;
+  if (first == 1) out.set(0, orva::sort_triple(row[0], row[0], row[1]));
+  if (last < count) {
+    out.set(last, orva::sort_triple(row[width - 2], row[width - 1], row[width - 1]));
   }
+  if (last <= first) return;
+  const uint8_t *centre = row + start + first;
+  orva::for_lane_blocks(last - first, [&](size_t offset, auto block) {
+    for (size_t i = offset; i < offset + block; ++i) {
+      out.set(first + i, orva::sort_triple(centre[i - 1], centre[i], centre[i + 1]));
+    }
+  });
+}
+
+void combine_rows(const triple_row &above, const triple_row &row, const triple_row &below,
+                  size_t count, uint8_t *__restrict out) {
+  orva::for_lane_blocks(count, [&](size_t offset, auto block) {
+    for (size_t i = offset; i < offset + block; ++i) {
+      out[i] = orva::median_of_nine(above[i], row[i], below[i]);
+    }
+  });
 }
 
 }  // namespace
@@ -87,10 +90,16 @@ void median_filter(uint8_t *image, uint8_t *work, int32_t width, int32_t height)
   const size_t columns = static_cast<size_t>(width);
   const size_t rows = static_cast<size_t>(height);
   memcpy(work, image, columns * rows);
-  for (size_t y = 0; y < rows; ++y) {
-    const uint8_t *row = work + y * columns;
-    const uint8_t *above = y == 0 ? row : row - columns;
-    const uint8_t *below = y == rows - 1 ? row : row + columns;
-    filter_row(above, row, below, columns, image + y * columns);
+  for (size_t start = 0; start < columns; start += kTile) {
+    const size_t count = std::min(kTile, columns - start);
+    triple_row triples[3];
+    sort_row(work, columns, start, count, triples[0]);
+    for (size_t y = 0; y < rows; ++y) {
+      const size_t above = y == 0 ? 0 : y - 1;
+      const size_t below = y == rows - 1 ? y : y + 1;
+      if (below > y) sort_row(work + below * columns, columns, start, count, triples[below % 3]);
+      combine_rows(triples[above % 3], triples[y % 3], triples[below % 3], count,
+                   image + y * columns + start);
+    }
   }
 }

@@ -5,33 +5,37 @@
 #ifndef ORVA_ALGORITHM_MEDIAN_OF_NINE_H
 #define ORVA_ALGORITHM_MEDIAN_OF_NINE_H
 
-#include <algorithm>
 #include <cstdint>
 
 namespace orva {
 
-// Three pixels one above another, sorted.
-struct sorted_column {
+// By value: through the references of std::min and std::max GCC shares the comparison of a minimum
+// and a maximum of the same two bytes, and no longer sees either of them.
+inline uint8_t minimum(uint8_t a, uint8_t b) { return a < b ? a : b; }
+inline uint8_t maximum(uint8_t a, uint8_t b) { return a > b ? a : b; }
+
+// Three neighbouring pixels, sorted.
+struct triple {
   uint8_t low;
   uint8_t middle;
   uint8_t high;
 };
 
-inline sorted_column sort_column(uint8_t a, uint8_t b, uint8_t c) {
-  const uint8_t low_ab = std::min(a, b);
-  const uint8_t high_ab = std::max(a, b);
-  const uint8_t high_low = std::min(high_ab, c);
-  return {std::min(low_ab, high_low), std::max(low_ab, high_low), std::max(high_ab, c)};
+inline triple sort_triple(uint8_t a, uint8_t b, uint8_t c) {
+  const uint8_t low_ab = minimum(a, b);
+  const uint8_t high_ab = maximum(a, b);
+  const uint8_t high_low = minimum(high_ab, c);
+  return {minimum(low_ab, high_low), maximum(low_ab, high_low), maximum(high_ab, c)};
 }
 
 inline uint8_t median_of_three(uint8_t a, uint8_t b, uint8_t c) {
-  return std::max(std::min(a, b), std::min(std::max(a, b), c));
+  return maximum(minimum(a, b), minimum(maximum(a, b), c));
 }
 
-inline uint8_t median_of_nine(sorted_column left, sorted_column centre, sorted_column right) {
-  return median_of_three(std::max(left.low, std::max(centre.low, right.low)),
+inline uint8_t median_of_nine(triple left, triple centre, triple right) {
+  return median_of_three(maximum(left.low, maximum(centre.low, right.low)),
                          median_of_three(left.middle, centre.middle, right.middle),
-                         std::min(left.high, std::min(centre.high, right.high)));
+                         minimum(left.high, minimum(centre.high, right.high)));
 }
 
 }  // namespace orva
