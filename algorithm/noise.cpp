@@ -1,12 +1,13 @@
 // Detection and removal of isolated outlier pixels.
 //
 // With low and high the smallest and the largest of its four direct neighbours, a pixel c is a
-// spike with margin m when low - c > m or c - high > m. Rows are scored in byte lanes: one score per
-// pixel answers the question for every margin of the same sign.
+// spike with margin m when low - c > m or c - high > m. Rows are scored in byte lanes: one score
+// per pixel answers the question for every margin of the same sign.
 #include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstring>
+#include <span>
 
 #include "algorithm/lane_blocks.h"
 #include "algorithm/median_of_nine.h"
@@ -39,6 +40,9 @@ bool is_spike(const uint8_t *pixel, size_t width, int32_t margin) {
   return n.low - *pixel > margin || *pixel - n.high > margin;
 }
 
+// Pixels scored together.
+constexpr size_t kTile = 1024;
+
 // How far the pixel lies outside the range of its neighbours, for margins from 0 on.
 struct outside_score {
   static uint8_t of(uint8_t pixel, neighbours n) {
@@ -66,13 +70,173 @@ struct spike_test {
   uint8_t least;
 };
 
-template <typename Score>
-void score_pixels(const uint8_t *pixels, size_t width, size_t count, uint8_t *__restrict scores) {
+// Calls store(i, score) for the pixels of a row from 0 to count - 1; some may come twice.
+template <typename Score, typename Store>
+void score_pixels(const uint8_t *pixels, size_t width, size_t count, Store store) {
   orva::for_lane_blocks(count, [=](size_t offset, auto block) {
     for (size_t i = offset; i < offset + block; ++i) {
-      scores[i] = Score::of(pixels[i], direct_neighbours(pixels + i, width));
+      store(i, Score::of(pixels[i], direct_neighbours(pixels + i, width)));
     }
   });
 }
 
+// Up to 255 hits fit the byte in which a block counts.
+constexpr size_t kCountBlock = 128;
+
+struct tally {
+  uint8_t least;
+  uint32_t *count;
+};
+
+// Adds the scores of at least t.least to *t.count, for every tally t.
+class score_counter {
+ public:
+  explicit score_counter(std::span<const tally> tallies) : tallies_(tallies) {}
+
+  // Room for the scores of one tile.
+  uint8_t *next_tile() {
+    if (used_ > kCapacity - kTile) flush();
+    return scores_ + used_;
+  }
+  void add(size_t count) { used_ += count; }
+
+  void flush() {
+    const size_t end = (used_ + kCountBlock - 1) / kCountBlock * kCountBlock;
+    memset(scores_ + used_, 0, end - used_);
+    for (const tally &t : tallies_) {
+      for (const uint8_t *block = scores_; block < scores_ + end; block += kCountBlock) {
+        uint8_t hits = 0;
+        for (size_t i = 0; i < kCountBlock; ++i)
+          hits = static_cast<uint8_t>(hits + (block[i] >= t.least));
+        *t.count += hits;
+      }
+    }
+    used_ = 0;
+  }
+
+ private:
+  static constexpr size_t kCapacity = 4 * kTile;
+  static_assert(kCapacity % kCountBlock == 0);
+
+  std::span<const tally> tallies_;
+  size_t used_ = 0;
+  uint8_t scores_[kCapacity];
+};
+
+template <typename Score>
+void count_spikes(const uint8_t *image, size_t width, size_t height,
+                  std::span<const tally> tallies) {
+  if (tallies.empty()) return;
+  score_counter counter(tallies);
+  for (size_t y = 1; y < height - 1; ++y) {
+    for (size_t x = 1; x < width - 1; x += kTile) {
+      const size_t count = std::min(kTile, width - 1 - x);
+      uint8_t *__restrict scores = counter.next_tile();
+      score_pixels<Score>(image + y * width + x, width, count,
+                          [=](size_t i, uint8_t score) { scores[i] = score; });
+      counter.add(count);
+    }
+  }
+  counter.flush();
+}
+
+uint8_t neighbourhood_median(const uint8_t *pixel, size_t width) {
+  const auto row = [](const uint8_t *p) { return orva::sort_triple(*(p - 1), *p, *(p + 1)); };
+  return orva::median_of_nine(row(pixel - width), row(pixel), row(pixel + width));
+}
+
+// Eight marks at a time; the first of them is the lowest byte of a word.
+static_assert(std::endian::native == std::endian::little);
+constexpr size_t kWord = sizeof(uint64_t);
+
+uint64_t load_word(const uint8_t *bytes) {
+  uint64_t word;
+  memcpy(&word, bytes, kWord);
+  return word;
+}
+
+// Replaces the spikes among count (at most kTile) neighbouring pixels of a row. The row above is
+// final, so of all the tests made in advance a replacement upsets only that of the pixel to its
+// right.
+template <typename Score>
+uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, int32_t margin,
+                        uint8_t least) {
+  uint8_t marks[kTile + kWord];
+  score_pixels<Score>(pixels, width, count,
+                      [&marks, least](size_t i, uint8_t score) { marks[i] = score >= least; });
+  memset(marks + count, 0, kWord);
+  uint32_t replaced = 0;
+  size_t tested = 0;  // the pixels before this one are done
+  for (size_t first = 0; first < count; first += kWord) {
+    for (uint64_t word = load_word(marks + first); word != 0; word &= word - 1) {
+      size_t i = first + static_cast<size_t>(std::countr_zero(word)) / 8;
+      if (i < tested) continue;
+      do {
+        pixels[i] = neighbourhood_median(pixels + i, width);
+        ++replaced;
+        ++i;
+      } while (i < count && is_spike(pixels + i, width, margin));
+      tested = i + 1;
+    }
+  }
+  return replaced;
+}
+
+template <typename Score>
+uint32_t replace_spikes_in_image(uint8_t *image, size_t width, size_t height, int32_t margin,
+                                 uint8_t least) {
+  uint32_t replaced = 0;
+  for (size_t y = 1; y < height - 1; ++y) {
+    for (size_t x = 1; x < width - 1; x += kTile) {
+      const size_t count = std::min(kTile, width - 1 - x);
+      replaced += replace_spikes<Score>(image + y * width + x, width, count, margin, least);
+    }
+  }
+  return replaced;
+}
+
 }  // namespace
+
+int32_t fr_has_noise(const uint8_t *image, int32_t width, int32_t height,
+                     noise_check_param *param) {
+  if (param == nullptr) return 0;
+  uint32_t strong_spikes = 0;
+  uint32_t delta_spikes = 0;
+  if (width >= 3 && height >= 3) {
+    const size_t columns = static_cast<size_t>(width);
+    const size_t rows = static_cast<size_t>(height);
+    const spike_test strong(NOISE_STRONG_MARGIN);
+    const spike_test delta(static_cast<int32_t>(param->spike_delta));
+    tally outside[2];
+    size_t tests = 0;
+    if ((param->noise_flags & NOISE_CHECK_STRONG) != 0) {
+      outside[tests++] = {strong.least, &strong_spikes};
+    }
+    if ((param->noise_flags & NOISE_CHECK_DELTA) != 0 && delta.possible) {
+      const tally t = {delta.least, &delta_spikes};
+      if (delta.inside) {
+        count_spikes<inside_score>(image, columns, rows, {&t, 1});
+      } else {
+        outside[tests++] = t;
+      }
+    }
+    count_spikes<outside_score>(image, columns, rows, {outside, tests});
+  }
+  param->strong_spike_count = strong_spikes;
+  param->delta_spike_count = delta_spikes;
+  int32_t result = 0;
+  if (int64_t{strong_spikes} > 3 * (width / 48)) result |= NOISE_CHECK_STRONG;
+  if (delta_spikes > NOISE_DELTA_LIMIT) result |= NOISE_CHECK_DELTA;
+  return result;
+}
+
+int32_t remove_noise_use_median_filter(uint8_t *image, int32_t width, int32_t height,
+                                       int32_t delta) {
+  const spike_test test(delta);
+  if (width < 3 || height < 3 || !test.possible) return 0;
+  const size_t columns = static_cast<size_t>(width);
+  const size_t rows = static_cast<size_t>(height);
+  const auto replace =
+      test.inside ? replace_spikes_in_image<inside_score> : replace_spikes_in_image<outside_score>;
+  return static_cast<int32_t>(replace(image, columns, rows, delta, test.least));
+}
