@@ -145,14 +145,22 @@ uint8_t neighbourhood_median(const uint8_t *pixel, size_t width) {
   return orva::median_of_nine(row(pixel - width), row(pixel), row(pixel + width));
 }
 
-// Eight marks at a time; the first of them is the lowest byte of a word.
-static_assert(std::endian::native == std::endian::little);
-constexpr size_t kWord = sizeof(uint64_t);
+// The marks, bytes of 0 or 1, are looked through in groups of as many as a word has bits.
+constexpr size_t kGroup = 64;
+static_assert(kTile % kGroup == 0);
 
-uint64_t load_word(const uint8_t *bytes) {
-  uint64_t word;
-  memcpy(&word, bytes, kWord);
-  return word;
+// The marks of a group as one bit each, the first as the lowest.
+uint64_t mark_bits(const uint8_t *marks) {
+  static_assert(std::endian::native == std::endian::little);
+  uint64_t words[8];
+  memcpy(words, marks, sizeof words);
+  uint64_t any = 0;
+  for (uint64_t word : words) any |= word;
+  if (any == 0) return 0;
+  // The factor moves the lowest bit of byte k to bit 56 + k, and nothing else that high.
+  uint64_t bits = 0;
+  for (size_t k = 0; k < 8; ++k) bits |= ((words[k] * 0x0102040810204080u) >> 56) << (8 * k);
+  return bits;
 }
 
 // Replaces the spikes among count (at most kTile) neighbouring pixels of a row. The row above is
@@ -161,22 +169,22 @@ uint64_t load_word(const uint8_t *bytes) {
 template <typename Score>
 uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, int32_t margin,
                         uint8_t least) {
-  uint8_t marks[kTile + kWord];
+  uint8_t marks[kTile];
   score_pixels<Score>(pixels, width, count,
                       [&marks, least](size_t i, uint8_t score) { marks[i] = score >= least; });
-  memset(marks + count, 0, kWord);
+  memset(marks + count, 0, (kTile - count) % kGroup);
   uint32_t replaced = 0;
-  size_t tested = 0;  // the pixels before this one are done
-  for (size_t first = 0; first < count; first += kWord) {
-    for (uint64_t word = load_word(marks + first); word != 0; word &= word - 1) {
-      size_t i = first + static_cast<size_t>(std::countr_zero(word)) / 8;
-      if (i < tested) continue;
+  size_t next = 0;  // the pixels before this one are done
+  for (size_t first = 0; first < count; first += kGroup) {
+    for (uint64_t bits = mark_bits(marks + first); bits != 0; bits &= bits - 1) {
+      size_t i = first + static_cast<size_t>(std::countr_zero(bits));
+      if (i < next) continue;
       do {
         pixels[i] = neighbourhood_median(pixels + i, width);
         ++replaced;
         ++i;
       } while (i < count && is_spike(pixels + i, width, margin));
-      tested = i + 1;
+      next = i + 1;
     }
   }
   return replaced;
