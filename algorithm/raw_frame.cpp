@@ -1,1 +1,88 @@
+// Saturated samples of raw frames, the mean of the image centre, and the offset of an image.
+#include "algorithm/byte_runs.h"
 #include "orva_fp/image.h"
+#include "orva_fp/log.h"
+#include "platform/log_line.h"
+
+namespace {
+
+constexpr uint16_t kWhiteNoiseLevel = 65535;
+constexpr uint32_t kWhiteNoiseMinCount = 100;
+
+struct sample_summary {
+  uint32_t saturated = 0;
+  uint16_t max = 0;
+  uint16_t min = 65535;
+};
+
+// Three loops over a stretch that stays in the first-level cache: in a single one the compilers
+// give up on 16-bit lanes. A stretch is short enough for a 16-bit count.
+void add_samples(const uint16_t *samples, size_t size, sample_summary *summary) {
+  constexpr size_t kStretch = 4096;
+  while (size > 0) {
+    const size_t stretch = std::min(size, kStretch);
+    uint16_t saturated = 0;
+    for (size_t i = 0; i < stretch; ++i) {
+      saturated = static_cast<uint16_t>(saturated + (samples[i] == kWhiteNoiseLevel));
+    }
+    uint16_t max = 0;
+    for (size_t i = 0; i < stretch; ++i) max = std::max(max, samples[i]);
+    uint16_t min = 65535;
+    for (size_t i = 0; i < stretch; ++i) min = std::min(min, samples[i]);
+    summary->saturated += saturated;
+    summary->max = std::max(summary->max, max);
+    summary->min = std::min(summary->min, min);
+    samples += stretch;
+    size -= stretch;
+  }
+}
+
+// The smallest pixel whose mask byte is not 1.
+uint8_t smallest_unmasked(const uint8_t *image, const uint8_t *mask, size_t size) {
+  uint8_t smallest = 255;
+  for (size_t i = 0; i < size; ++i) {
+    const uint8_t excluded = mask[i] == 1 ? 255 : 0;
+    smallest = std::min(smallest, static_cast<uint8_t>(image[i] | excluded));
+  }
+  return smallest;
+}
+
+}  // namespace
+
+int32_t is_mq4xx_white_noise(const uint16_t *frame, uint32_t width, uint32_t height) {
+  sample_summary summary;
+  if (width > 2) {
+    for (size_t row = 0; row < height; ++row) {
+      add_samples(frame + (row * width + 1), width - 2, &summary);
+    }
+  }
+  output_log(orva::kLogDebug, orva::kLogTag, "orva_image_algorithm", "is_mq4xx_white_noise", 1561,
+             "DBG_NOIDSE k=%d, max=%d, min=%d", static_cast<int>(summary.saturated), summary.max,
+             summary.min);
+  if (summary.saturated < kWhiteNoiseMinCount) return 0;
+  output_log(orva::kLogDebug, orva::kLogTag, "orva_image_algorithm", "is_mq4xx_white_noise", 1564,
+             "white_noise %d", static_cast<int>(summary.saturated));
+  return 1;
+}
+
+int32_t image_center_mean(const uint8_t *image, int32_t width, int32_t height, int32_t size) {
+  if (size > height || size > width || image == nullptr) return -1;
+  if (size <= 0) return 0;
+  const orva::byte_runs runs = orva::runs_of_area(width, size, size);
+  const ptrdiff_t first_row = (height - size) / 2;
+  const ptrdiff_t first_column = (width - size) / 2;
+  const uint8_t *square = image + (first_row * width + first_column);
+  uint32_t sum = 0;
+  for (size_t r = 0; r < runs.count; ++r) {
+    sum += orva::sum_bytes(runs.begin(square, r), runs.length);
+  }
+  return static_cast<int32_t>(static_cast<int32_t>(sum) / (static_cast<int64_t>(size) * size));
+}
+
+int32_t offset_min(uint8_t *image, const uint8_t *mask, int32_t width, int32_t height) {
+  if (width <= 0 || height <= 0) return 255;
+  const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height);
+  const uint8_t min = smallest_unmasked(image, mask, size);
+  for (size_t i = 0; i < size; ++i) image[i] = static_cast<uint8_t>(image[i] - min);
+  return min;
+}

@@ -1,1 +1,129 @@
+// Sums, minima and deviations of 8-bit areas, and the deviation of doubles.
+#include <cmath>
+#include <limits>
+
+#include "algorithm/byte_runs.h"
 #include "orva_fp/image.h"
+
+namespace {
+
+using orva::byte_runs;
+using orva::kSumBlock;
+
+// Squares are summed in 32-bit lanes from 16-bit factors: 256 of them stay below 2^31. The factors
+// are widened in a loop of their own, without which the compilers multiply in 32 bits.
+uint32_t square_sum(const int16_t *factors, size_t size) {
+  int32_t sum = 0;
+  for (size_t i = 0; i < size; ++i) sum += factors[i] * factors[i];
+  return static_cast<uint32_t>(sum);
+}
+
+uint32_t square_sum_block(const uint8_t *bytes, size_t size) {
+  int16_t widened[kSumBlock];
+  for (size_t i = 0; i < size; ++i) widened[i] = bytes[i];
+  return square_sum(widened, size);
+}
+
+uint32_t distance_block(const uint8_t *a, const uint8_t *b, size_t size) {
+  int16_t difference[kSumBlock];
+  for (size_t i = 0; i < size; ++i) difference[i] = static_cast<int16_t>(b[i] - a[i]);
+  return square_sum(difference, size);
+}
+
+uint32_t distance(const uint8_t *a, const uint8_t *b, size_t size) {
+  uint32_t sum = 0;
+  for (; size >= kSumBlock; size -= kSumBlock, a += kSumBlock, b += kSumBlock) {
+    sum += distance_block(a, b, kSumBlock);
+  }
+  return sum + distance_block(a, b, size);
+}
+
+// Adds the bytes to *sum unless one of them is below the floor.
+bool add_above_floor(const uint8_t *bytes, size_t size, int32_t floor, uint32_t *sum) {
+  while (size > 0) {
+    const size_t block = std::min(size, kSumBlock);
+    if (orva::smallest_byte(bytes, block) < floor) return false;
+    *sum += orva::sum_block(bytes, block);
+    bytes += block;
+    size -= block;
+  }
+  return true;
+}
+
+}  // namespace
+
+int32_t count_intensity_cs1(const uint8_t *image, int32_t stride, int32_t rows, int32_t cols,
+                            int32_t min_level) {
+  const byte_runs runs = orva::runs_of_area(stride, rows, cols);
+  uint32_t sum = 0;
+  for (size_t r = 0; r < runs.count; ++r) {
+    const uint8_t *run = runs.begin(image, r);
+    if (min_level <= 0) {
+      sum += orva::sum_bytes(run, runs.length);
+    } else if (!add_above_floor(run, runs.length, min_level, &sum)) {
+      return -1;
+    }
+  }
+  return static_cast<int32_t>(sum);
+}
+
+int32_t count_average_intensity_cs1(const uint8_t *image, int32_t stride, int32_t rows,
+                                    int32_t cols, int32_t min_level) {
+  const int64_t count = static_cast<int64_t>(rows) * cols;
+  if (count == 0) return 0;
+  const int32_t sum = count_intensity_cs1(image, stride, rows, cols, min_level);
+  return static_cast<int32_t>(sum / count);
+}
+
+int32_t calculate_minimum(const uint8_t *image, int32_t width, int32_t height, int32_t box_width,
+                          int32_t box_height) {
+  if (width <= 0 || height <= 0 || box_width <= 0 || box_height <= 0) return 255;
+  const byte_runs runs = orva::runs_of_area(width, box_height, box_width);
+  const ptrdiff_t first_row = (height - box_height) / 2;
+  const ptrdiff_t first_column = (width - box_width) / 2;
+  const uint8_t *box = image + (first_row * width + first_column);
+  uint8_t smallest = 255;
+  for (size_t r = 0; r < runs.count; ++r) {
+    smallest = std::min(smallest, orva::smallest_byte(runs.begin(box, r), runs.length));
+  }
+  return smallest;
+}
+
+uint32_t euclidean_distance_cs1(const uint8_t *image_a, const uint8_t *image_b, int32_t stride,
+                                int32_t rows, int32_t cols) {
+  const byte_runs runs = orva::runs_of_area(stride, rows, cols);
+  uint32_t sum = 0;
+  for (size_t r = 0; r < runs.count; ++r) {
+    sum += distance(runs.begin(image_a, r), runs.begin(image_b, r), runs.length);
+  }
+  return sum;
+}
+
+double standard_deviation(const uint8_t *data, int32_t count) {
+  if (count <= 0) return 0.0;
+  const uint32_t size = static_cast<uint32_t>(count);
+  uint32_t sum = 0;
+  uint32_t squares = 0;
+  for (size_t left = size; left > 0;) {
+    const size_t block = std::min(left, kSumBlock);
+    sum += orva::sum_block(data, block);
+    squares += square_sum_block(data, block);
+    data += block;
+    left -= block;
+  }
+  // sum((byte - mean)^2) multiplied out: the same number modulo 2^32, from a single pass.
+  const uint32_t mean = sum / size;
+  const uint32_t spread = squares - 2 * mean * sum + size * mean * mean;
+  return std::sqrt(static_cast<double>(spread / size));
+}
+
+double calculate_sd(const double *values, int32_t count) {
+  // 0.0 / 0 has a different sign on different processors.
+  if (count == 0) return std::numeric_limits<double>::quiet_NaN();
+  double sum = 0.0;
+  for (int32_t i = 0; i < count; ++i) sum += values[i];
+  const double mean = sum / count;
+  double spread = 0.0;
+  for (int32_t i = 0; i < count; ++i) spread += (values[i] - mean) * (values[i] - mean);
+  return std::sqrt(spread / count);
+}

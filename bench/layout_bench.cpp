@@ -1,7 +1,123 @@
+#include <memory>
+
 #include "bench.h"
 
 namespace bench {
 
-void add_layout() {}
+namespace {
+
+using form = void (*)(uint8_t *, int32_t, int32_t);
+
+void turn(uint8_t *frame, int32_t width, int32_t height) {
+  images_flips(frame, width, height, 1, FLIP_VERTICAL | FLIP_HORIZONTAL);
+}
+
+void turn_simply(uint8_t *frame, int32_t width, int32_t height) {
+  simple::images_flips(frame, width, height, 1, FLIP_VERTICAL | FLIP_HORIZONTAL);
+}
+
+#ifdef ORVA_BENCH_OPENCV
+template <int Code>
+void flip_matrix(cv::Mat &frame) {
+  cv::flip(frame, frame, Code);
+}
+
+void invert_matrix(cv::Mat &frame) { cv::bitwise_not(frame, frame); }
+#endif
+
+struct in_place_case {
+  const char *function;
+  form library;
+  form simple;
+#ifdef ORVA_BENCH_OPENCV
+  void (*peer)(cv::Mat &);
+#else
+  void *peer;
+#endif
+};
+
+#ifdef ORVA_BENCH_OPENCV
+#define ORVA_PEER(name) name
+#else
+#define ORVA_PEER(name) nullptr
+#endif
+
+constexpr in_place_case kInPlace[] = {
+    {"flip_vertical", flip_vertical, simple::flip_vertical, ORVA_PEER(flip_matrix<0>)},
+    {"flip_horizontal", flip_horizontal, simple::flip_horizontal, ORVA_PEER(flip_matrix<1>)},
+    {"images_flips 3", turn, turn_simply, ORVA_PEER(flip_matrix<-1>)},
+    {"image_reverse", image_reverse, simple::image_reverse, ORVA_PEER(invert_matrix)},
+};
+
+void add_in_place(const in_place_case &c, support::frame_size size) {
+  const auto frame = std::make_shared<std::vector<uint8_t>>(
+      support::make_frame(support::pattern::kRidges, size, 1));
+  row r{c.function,
+        size,
+        frame->size(),
+        ceiling::kCopy,
+        [=] { c.library(frame->data(), size.width, size.height); },
+        [=] { c.simple(frame->data(), size.width, size.height); },
+        {}};
+#ifdef ORVA_BENCH_OPENCV
+  r.peer = [=] {
+    cv::Mat matrix(size.height, size.width, CV_8UC1, frame->data());
+    c.peer(matrix);
+  };
+  std::vector<uint8_t> copy = *frame;
+  r.library();
+  cv::Mat matrix(size.height, size.width, CV_8UC1, copy.data());
+  c.peer(matrix);
+  require(copy == *frame, c.function);
+#endif
+  add(r);
+}
+
+void add_dummy_removal(support::frame_size size) {
+  const auto src = std::make_shared<std::vector<uint16_t>>();
+  for (uint8_t byte : support::make_frame(support::pattern::kRandom, size, 1)) {
+    src->push_back(static_cast<uint16_t>(byte * 0x101));
+  }
+  const auto dst = std::make_shared<std::vector<uint16_t>>(src->size());
+  const size_t bytes = src->size() * sizeof(uint16_t);
+  const auto [width, height] = size;
+  add({"remove_T_dummy",
+       size,
+       bytes,
+       ceiling::kCopy,
+       [=] { remove_T_dummy(src->data(), width, height, dst->data()); },
+       [=] { simple::remove_T_dummy(src->data(), width, height, dst->data()); },
+       {}});
+  for (const int32_t keep : {0, 1}) {
+    row r{keep != 0 ? "transpose_remove_T_dummy keep" : "transpose_remove_T_dummy",
+          size,
+          bytes,
+          ceiling::kCopy,
+          [=] { transpose_remove_T_dummy(src->data(), width, height, keep, dst->data()); },
+          [=] { simple::transpose_remove_T_dummy(src->data(), width, height, keep, dst->data()); },
+          {}};
+#ifdef ORVA_BENCH_OPENCV
+    const cv::Mat transposed(width, height, CV_16UC1, src->data());
+    const cv::Mat frame(height, width, CV_16UC1, dst->data());
+    r.peer = [=] { cv::transpose(transposed, frame); };
+    if (keep != 0) {
+      r.peer();
+      const std::vector<uint16_t> expected = *dst;
+      r.library();
+      require(*dst == expected, r.function);
+    }
+#endif
+    add(r);
+  }
+}
+
+}  // namespace
+
+void add_layout() {
+  for (const support::frame_size size : sizes()) {
+    for (const in_place_case &c : kInPlace) add_in_place(c, size);
+    add_dummy_removal(size);
+  }
+}
 
 }  // namespace bench
