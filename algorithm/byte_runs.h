@@ -29,10 +29,11 @@ inline byte_runs runs_of_area(int32_t stride, int32_t rows, int32_t cols) {
   return {count, length, stride};
 }
 
-// 256 bytes at most: their sum fits 16 bits, which doubles the lanes of a vector register.
+// The sum of this many bytes fits 16 bits, which doubles the lanes of a vector register against 32.
+// The result must be of 16 bits too, or Clang widens the lanes.
 inline constexpr size_t kSumBlock = 256;
 
-inline uint32_t sum_block(const uint8_t *bytes, size_t size) {
+inline uint16_t sum_block(const uint8_t *bytes, size_t size) {
   uint16_t sum = 0;
   for (size_t i = 0; i < size; ++i) sum = static_cast<uint16_t>(sum + bytes[i]);
   return sum;

@@ -10,13 +10,8 @@ namespace {
 using histogram = std::array<uint32_t, 256>;
 using level_map = std::array<uint8_t, 256>;
 
-constexpr size_t kWord = sizeof(uint64_t);
-
-uint64_t load_word(const uint8_t *bytes) {
-  uint64_t word;
-  memcpy(&word, bytes, sizeof word);
-  return word;
-}
+// Pixels are taken four at a time.
+constexpr size_t kQuad = 4;
 
 // Neighbouring pixels are mostly alike. They go into different tables, so that the second need not
 // wait for the count that the first has just stored.
@@ -24,33 +19,32 @@ histogram count_levels(const uint8_t *image, size_t size) {
   histogram even{};
   histogram odd{};
   size_t i = 0;
-  for (; i + kWord <= size; i += kWord) {
-    uint64_t word = load_word(image + i);
-    for (size_t k = 0; k < kWord; k += 2, word >>= 16) {
-      ++even[word & 0xFF];
-      ++odd[(word >> 8) & 0xFF];
-    }
+  for (; i + kQuad <= size; i += kQuad) {
+    uint32_t quad;
+    memcpy(&quad, image + i, sizeof quad);
+    ++even[quad & 0xFF];
+    ++odd[quad >> 8 & 0xFF];
+    ++even[quad >> 16 & 0xFF];
+    ++odd[quad >> 24];
   }
   for (; i < size; ++i) ++even[image[i]];
   for (size_t level = 0; level < even.size(); ++level) even[level] += odd[level];
   return even;
 }
 
+// All four are looked up before the first is stored: a store might change the table for all that
+// the compiler knows.
 void map_levels(uint8_t *image, size_t size, const level_map &map) {
-  std::array<uint16_t, 256> shifted;
-  for (size_t level = 0; level < map.size(); ++level) {
-    shifted[level] = static_cast<uint16_t>(map[level] << 8);
-  }
   size_t i = 0;
-  for (; i + kWord <= size; i += kWord) {
-    const uint64_t word = load_word(image + i);
-    uint64_t mapped = 0;
-    for (size_t k = 0; k < 64; k += 16) {
-      const uint64_t pair =
-          static_cast<uint64_t>(map[(word >> k) & 0xFF]) | shifted[(word >> (k + 8)) & 0xFF];
-      mapped |= pair << k;
-    }
-    memcpy(image + i, &mapped, sizeof mapped);
+  for (; i + kQuad <= size; i += kQuad) {
+    const uint8_t first = map[image[i]];
+    const uint8_t second = map[image[i + 1]];
+    const uint8_t third = map[image[i + 2]];
+    const uint8_t fourth = map[image[i + 3]];
+    image[i] = first;
+    image[i + 1] = second;
+    image[i + 2] = third;
+    image[i + 3] = fourth;
   }
   for (; i < size; ++i) image[i] = map[image[i]];
 }

@@ -11,8 +11,15 @@ size_t pixels_of(int32_t width, int32_t height) {
   return static_cast<size_t>(width) * static_cast<size_t>(height);
 }
 
+// Blocks of constant length need no code for their ends.
+constexpr size_t kBlock = 128;
+
 void exchange_rows(uint8_t *__restrict a, uint8_t *__restrict b, size_t size) {
-  for (size_t i = 0; i < size; ++i) std::swap(a[i], b[i]);
+  size_t i = 0;
+  for (; i + kBlock <= size; i += kBlock) {
+    for (size_t k = i; k < i + kBlock; ++k) std::swap(a[k], b[k]);
+  }
+  for (; i < size; ++i) std::swap(a[i], b[i]);
 }
 
 // Reverses the order of the bytes, a word from each end at a time. The last two words may overlap:
@@ -35,40 +42,38 @@ void reverse_bytes(uint8_t *bytes, size_t size) {
   if (head < tail) std::reverse(head, tail);
 }
 
-// Eight source rows become eight columns: each destination row receives eight samples at once.
-constexpr size_t kTile = 8;
+// Source rows that become adjacent destination columns, and the most destination rows that are made
+// from them at a time: their lines stay in the cache until all their columns have come.
+constexpr size_t kStripRows = 8;
+constexpr size_t kStripLength = 64;
 
-void transpose_tile(const uint16_t *__restrict src, size_t src_step, uint16_t *__restrict dst,
-                    size_t dst_step) {
-  uint16_t tile[kTile * kTile];
-  for (size_t r = 0; r < kTile; ++r) {
-    for (size_t c = 0; c < kTile; ++c) tile[r * kTile + c] = src[c * src_step + r];
+// Interleaves eight source rows, so that every destination row receives eight samples at once.
+void transpose_strip(const uint16_t *__restrict src, size_t src_step, uint16_t *__restrict dst,
+                     size_t dst_step, size_t length) {
+  const uint16_t *row[kStripRows];
+  for (size_t c = 0; c < kStripRows; ++c) row[c] = src + c * src_step;
+  uint16_t strip[kStripLength * kStripRows];
+  for (size_t r = 0; r < length; ++r) {
+    for (size_t c = 0; c < kStripRows; ++c) strip[r * kStripRows + c] = row[c][r];
   }
-  for (size_t r = 0; r < kTile; ++r) {
-    memcpy(dst + r * dst_step, tile + r * kTile, kTile * sizeof *tile);
+  for (size_t r = 0; r < length; ++r) {
+    memcpy(dst + r * dst_step, strip + r * kStripRows, kStripRows * sizeof *strip);
   }
 }
 
 // dst row r, column c receives src row c, column r.
 void transpose(const uint16_t *__restrict src, size_t src_step, uint16_t *__restrict dst,
                size_t dst_step, size_t dst_rows, size_t dst_columns) {
-  // A band of rows at a time, so that the destination lines of one stay in the cache until all
-  // their columns have come.
-  constexpr size_t kBand = 64;
-  for (size_t band = 0; band < dst_rows; band += kBand) {
-    const size_t band_end = std::min(dst_rows, band + kBand);
+  for (size_t first = 0; first < dst_rows; first += kStripLength) {
+    const size_t length = std::min(dst_rows - first, kStripLength);
+    const uint16_t *from = src + first;
+    uint16_t *to = dst + first * dst_step;
     size_t c = 0;
-    for (; c + kTile <= dst_columns; c += kTile) {
-      size_t r = band;
-      for (; r + kTile <= band_end; r += kTile) {
-        transpose_tile(src + (c * src_step + r), src_step, dst + (r * dst_step + c), dst_step);
-      }
-      for (; r < band_end; ++r) {
-        for (size_t k = c; k < c + kTile; ++k) dst[r * dst_step + k] = src[k * src_step + r];
-      }
+    for (; c + kStripRows <= dst_columns; c += kStripRows) {
+      transpose_strip(from + c * src_step, src_step, to + c, dst_step, length);
     }
     for (; c < dst_columns; ++c) {
-      for (size_t r = band; r < band_end; ++r) dst[r * dst_step + c] = src[c * src_step + r];
+      for (size_t r = 0; r < length; ++r) to[r * dst_step + c] = from[c * src_step + r];
     }
   }
 }
@@ -110,8 +115,6 @@ void images_flips(uint8_t *frames, int32_t width, int32_t height, uint32_t count
 void image_reverse(uint8_t *frame, int32_t width, int32_t height) {
   if (width <= 0 || height <= 0) return;
   const size_t size = pixels_of(width, height);
-  // Blocks of constant length need no code for their ends.
-  constexpr size_t kBlock = 128;
   size_t i = 0;
   for (; i + kBlock <= size; i += kBlock) {
     for (size_t k = i; k < i + kBlock; ++k) frame[k] = static_cast<uint8_t>(~frame[k]);

@@ -15,21 +15,28 @@ struct sample_summary {
   uint16_t min = 65535;
 };
 
-// Three loops over a stretch that stays in the first-level cache: in a single one the compilers
-// give up on 16-bit lanes. A stretch is short enough for a 16-bit count.
+// Short enough to stay in the first-level cache between two loops, and for a 16-bit count.
+constexpr size_t kStretch = 4096;
+
+// A loop of its own with a signed 16-bit count: in any other form GCC or Clang widens the lanes.
+uint16_t count_saturated(const uint16_t *samples, size_t size) {
+  int16_t count = 0;
+  for (size_t i = 0; i < size; ++i) {
+    count = static_cast<int16_t>(count + (samples[i] == kWhiteNoiseLevel));
+  }
+  return static_cast<uint16_t>(count);
+}
+
 void add_samples(const uint16_t *samples, size_t size, sample_summary *summary) {
-  constexpr size_t kStretch = 4096;
   while (size > 0) {
     const size_t stretch = std::min(size, kStretch);
-    uint16_t saturated = 0;
-    for (size_t i = 0; i < stretch; ++i) {
-      saturated = static_cast<uint16_t>(saturated + (samples[i] == kWhiteNoiseLevel));
-    }
     uint16_t max = 0;
-    for (size_t i = 0; i < stretch; ++i) max = std::max(max, samples[i]);
     uint16_t min = 65535;
-    for (size_t i = 0; i < stretch; ++i) min = std::min(min, samples[i]);
-    summary->saturated += saturated;
+    for (size_t i = 0; i < stretch; ++i) {
+      max = std::max(max, samples[i]);
+      min = std::min(min, samples[i]);
+    }
+    summary->saturated += count_saturated(samples, stretch);
     summary->max = std::max(summary->max, max);
     summary->min = std::min(summary->min, min);
     samples += stretch;
@@ -41,7 +48,7 @@ void add_samples(const uint16_t *samples, size_t size, sample_summary *summary) 
 uint8_t smallest_unmasked(const uint8_t *image, const uint8_t *mask, size_t size) {
   uint8_t smallest = 255;
   for (size_t i = 0; i < size; ++i) {
-    const uint8_t excluded = mask[i] == 1 ? 255 : 0;
+    const uint8_t excluded = static_cast<uint8_t>(-(mask[i] == 1));
     smallest = std::min(smallest, static_cast<uint8_t>(image[i] | excluded));
   }
   return smallest;

@@ -12,42 +12,59 @@ using orva::kSumBlock;
 
 // Squares are summed in 32-bit lanes from 16-bit factors: 256 of them stay below 2^31. The factors
 // are widened in a loop of their own, without which the compilers multiply in 32 bits.
-uint32_t square_sum(const int16_t *factors, size_t size) {
+uint32_t sum_squares(const int16_t *factors, size_t size) {
   int32_t sum = 0;
   for (size_t i = 0; i < size; ++i) sum += factors[i] * factors[i];
   return static_cast<uint32_t>(sum);
 }
 
-uint32_t square_sum_block(const uint8_t *bytes, size_t size) {
-  int16_t widened[kSumBlock];
-  for (size_t i = 0; i < size; ++i) widened[i] = bytes[i];
-  return square_sum(widened, size);
-}
-
-uint32_t distance_block(const uint8_t *a, const uint8_t *b, size_t size) {
-  int16_t difference[kSumBlock];
-  for (size_t i = 0; i < size; ++i) difference[i] = static_cast<int16_t>(b[i] - a[i]);
-  return square_sum(difference, size);
+inline uint32_t distance_of_block(const uint8_t *a, const uint8_t *b, size_t size) {
+  int16_t differences[kSumBlock];
+  for (size_t i = 0; i < size; ++i) differences[i] = static_cast<int16_t>(b[i] - a[i]);
+  return sum_squares(differences, size);
 }
 
 uint32_t distance(const uint8_t *a, const uint8_t *b, size_t size) {
   uint32_t sum = 0;
   for (; size >= kSumBlock; size -= kSumBlock, a += kSumBlock, b += kSumBlock) {
-    sum += distance_block(a, b, kSumBlock);
+    sum += distance_of_block(a, b, kSumBlock);
   }
-  return sum + distance_block(a, b, size);
+  return sum + distance_of_block(a, b, size);
+}
+
+struct moments {
+  uint32_t sum = 0;
+  uint32_t squares = 0;
+};
+
+inline void add_block(const uint8_t *bytes, size_t size, moments *m) {
+  int16_t widened[kSumBlock];
+  for (size_t i = 0; i < size; ++i) widened[i] = bytes[i];
+  m->squares += sum_squares(widened, size);
+  m->sum += orva::sum_block(bytes, size);
+}
+
+moments moments_of(const uint8_t *bytes, size_t size) {
+  moments m;
+  for (; size >= kSumBlock; size -= kSumBlock, bytes += kSumBlock) {
+    add_block(bytes, kSumBlock, &m);
+  }
+  add_block(bytes, size, &m);
+  return m;
+}
+
+inline bool add_block_above(int32_t floor, const uint8_t *bytes, size_t size, uint32_t *sum) {
+  if (size > 0 && orva::smallest_byte(bytes, size) < floor) return false;
+  *sum += orva::sum_block(bytes, size);
+  return true;
 }
 
 // Adds the bytes to *sum unless one of them is below the floor.
-bool add_above_floor(const uint8_t *bytes, size_t size, int32_t floor, uint32_t *sum) {
-  while (size > 0) {
-    const size_t block = std::min(size, kSumBlock);
-    if (orva::smallest_byte(bytes, block) < floor) return false;
-    *sum += orva::sum_block(bytes, block);
-    bytes += block;
-    size -= block;
+bool add_above(int32_t floor, const uint8_t *bytes, size_t size, uint32_t *sum) {
+  for (; size >= kSumBlock; size -= kSumBlock, bytes += kSumBlock) {
+    if (!add_block_above(floor, bytes, kSumBlock, sum)) return false;
   }
-  return true;
+  return add_block_above(floor, bytes, size, sum);
 }
 
 }  // namespace
@@ -60,7 +77,7 @@ int32_t count_intensity_cs1(const uint8_t *image, int32_t stride, int32_t rows, 
     const uint8_t *run = runs.begin(image, r);
     if (min_level <= 0) {
       sum += orva::sum_bytes(run, runs.length);
-    } else if (!add_above_floor(run, runs.length, min_level, &sum)) {
+    } else if (!add_above(min_level, run, runs.length, &sum)) {
       return -1;
     }
   }
@@ -102,18 +119,10 @@ uint32_t euclidean_distance_cs1(const uint8_t *image_a, const uint8_t *image_b, 
 double standard_deviation(const uint8_t *data, int32_t count) {
   if (count <= 0) return 0.0;
   const uint32_t size = static_cast<uint32_t>(count);
-  uint32_t sum = 0;
-  uint32_t squares = 0;
-  for (size_t left = size; left > 0;) {
-    const size_t block = std::min(left, kSumBlock);
-    sum += orva::sum_block(data, block);
-    squares += square_sum_block(data, block);
-    data += block;
-    left -= block;
-  }
+  const moments m = moments_of(data, size);
   // sum((byte - mean)^2) multiplied out: the same number modulo 2^32, from a single pass.
-  const uint32_t mean = sum / size;
-  const uint32_t spread = squares - 2 * mean * sum + size * mean * mean;
+  const uint32_t mean = m.sum / size;
+  const uint32_t spread = m.squares - 2 * mean * m.sum + size * mean * mean;
   return std::sqrt(static_cast<double>(spread / size));
 }
 

@@ -25,7 +25,8 @@ void add_size(support::frame_size size, support::pattern kind) {
   const auto in = std::make_shared<images>();
   in->original = support::make_frame(kind, size, 1);
   in->work = in->original;
-  const auto [width, height] = size;
+  const int32_t width = size.width;
+  const int32_t height = size.height;
   const std::string suffix = std::string(" ") + support::pattern_name(kind);
   row whole{"histeq" + suffix,
             size,

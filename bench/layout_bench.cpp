@@ -80,7 +80,8 @@ void add_dummy_removal(support::frame_size size) {
   }
   const auto dst = std::make_shared<std::vector<uint16_t>>(src->size());
   const size_t bytes = src->size() * sizeof(uint16_t);
-  const auto [width, height] = size;
+  const int32_t width = size.width;
+  const int32_t height = size.height;
   add({"remove_T_dummy",
        size,
        bytes,

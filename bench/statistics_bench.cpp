@@ -43,36 +43,25 @@ cv::Mat matrix(std::vector<uint8_t> &frame, support::frame_size size) {
 #endif
 
 void add_intensity(const std::shared_ptr<inputs> &in) {
-  const auto [width, height] = in->size;
+  const int32_t width = in->size.width;
+  const int32_t height = in->size.height;
   const size_t bytes = in->a.size();
   row plain = reading_row(
       "count_intensity_cs1", in->size, bytes,
-      [in, width, height] { return count_intensity_cs1(in->a.data(), width, height, width, 0); },
-      [in, width, height] {
-        return simple::count_intensity_cs1(in->a.data(), width, height, width, 0);
-      });
+      [=] { return count_intensity_cs1(in->a.data(), width, height, width, 0); },
+      [=] { return simple::count_intensity_cs1(in->a.data(), width, height, width, 0); });
   row floor = reading_row(
       "count_intensity_cs1 floor", in->size, bytes,
-      [in, width, height] { return count_intensity_cs1(in->a.data(), width, height, width, 5); },
-      [in, width, height] {
-        return simple::count_intensity_cs1(in->a.data(), width, height, width, 5);
-      });
+      [=] { return count_intensity_cs1(in->a.data(), width, height, width, 5); },
+      [=] { return simple::count_intensity_cs1(in->a.data(), width, height, width, 5); });
   row cut_out = reading_row(
       "count_intensity_cs1 cut out", in->size, static_cast<size_t>((width - 10) * height),
-      [in, width, height] {
-        return count_intensity_cs1(in->a.data() + 5, width, height, width - 10, 0);
-      },
-      [in, width, height] {
-        return simple::count_intensity_cs1(in->a.data() + 5, width, height, width - 10, 0);
-      });
+      [=] { return count_intensity_cs1(in->a.data() + 5, width, height, width - 10, 0); },
+      [=] { return simple::count_intensity_cs1(in->a.data() + 5, width, height, width - 10, 0); });
   row average = reading_row(
       "count_average_intensity_cs1", in->size, bytes,
-      [in, width, height] {
-        return count_average_intensity_cs1(in->a.data(), width, height, width, 0);
-      },
-      [in, width, height] {
-        return simple::count_average_intensity_cs1(in->a.data(), width, height, width, 0);
-      });
+      [=] { return count_average_intensity_cs1(in->a.data(), width, height, width, 0); },
+      [=] { return simple::count_average_intensity_cs1(in->a.data(), width, height, width, 0); });
 #ifdef ORVA_BENCH_OPENCV
   const cv::Mat image = matrix(in->a, in->size);
   const cv::Mat inner = image.colRange(5, width - 5);
@@ -95,41 +84,41 @@ void add_intensity(const std::shared_ptr<inputs> &in) {
   add(average);
 }
 
-void add_minimum(const std::shared_ptr<inputs> &in) {
-  const auto [width, height] = in->size;
-  const int32_t box_width = width - 10;
-  const int32_t box_height = height - 10;
+// A box that leaves out a border, 0 for the whole image.
+void add_minimum(const std::shared_ptr<inputs> &in, int32_t border) {
+  const int32_t width = in->size.width;
+  const int32_t height = in->size.height;
+  const int32_t box_width = width - 2 * border;
+  const int32_t box_height = height - 2 * border;
   row box = reading_row(
-      "calculate_minimum", in->size, static_cast<size_t>(box_width * box_height),
-      [in, width, height, box_width, box_height] {
-        return calculate_minimum(in->a.data(), width, height, box_width, box_height);
-      },
-      [in, width, height, box_width, box_height] {
+      border == 0 ? "calculate_minimum" : "calculate_minimum inner", in->size,
+      static_cast<size_t>(box_width * box_height),
+      [=] { return calculate_minimum(in->a.data(), width, height, box_width, box_height); },
+      [=] {
         return simple::calculate_minimum(in->a.data(), width, height, box_width, box_height);
       });
 #ifdef ORVA_BENCH_OPENCV
-  const cv::Mat inner = matrix(in->a, in->size)(cv::Rect(5, 5, box_width, box_height));
-  box.peer = [inner] {
+  const cv::Mat pixels = matrix(in->a, in->size)(cv::Rect(border, border, box_width, box_height));
+  const auto smallest_of = [](const cv::Mat &data) {
     double smallest = 0;
-    cv::minMaxLoc(inner, &smallest);
-    benchmark::DoNotOptimize(smallest);
+    cv::minMaxLoc(data, &smallest);
+    return smallest;
   };
-  double smallest = 0;
-  cv::minMaxLoc(inner, &smallest);
-  require(smallest == calculate_minimum(in->a.data(), width, height, box_width, box_height),
-          box.function);
+  box.peer = [=] { benchmark::DoNotOptimize(smallest_of(pixels)); };
+  require(
+      smallest_of(pixels) == calculate_minimum(in->a.data(), width, height, box_width, box_height),
+      box.function);
 #endif
   add(box);
 }
 
 void add_distance(const std::shared_ptr<inputs> &in) {
-  const auto [width, height] = in->size;
+  const int32_t width = in->size.width;
+  const int32_t height = in->size.height;
   row distance = reading_row(
       "euclidean_distance_cs1", in->size, 2 * in->a.size(),
-      [in, width, height] {
-        return euclidean_distance_cs1(in->a.data(), in->b.data(), width, height, width);
-      },
-      [in, width, height] {
+      [=] { return euclidean_distance_cs1(in->a.data(), in->b.data(), width, height, width); },
+      [=] {
         return simple::euclidean_distance_cs1(in->a.data(), in->b.data(), width, height, width);
       });
 #ifdef ORVA_BENCH_OPENCV
@@ -180,7 +169,8 @@ void add_statistics() {
   for (const support::frame_size size : sizes()) {
     const auto in = make_inputs(size);
     add_intensity(in);
-    add_minimum(in);
+    add_minimum(in, 0);
+    add_minimum(in, 5);
     add_distance(in);
     add_deviation(in);
   }
