@@ -114,16 +114,21 @@ void drive_line(int handle, const answer &given) {
   }
 }
 
+command copy_command(const void *argument) {
+  command c;
+  memcpy(c.record.data(), argument, c.record.size());
+  if (c.tx_buf() != 0) {
+    const auto *sent = reinterpret_cast<const uint8_t *>(static_cast<uintptr_t>(c.tx_buf()));
+    c.sent.assign(sent, sent + c.len());
+  }
+  return c;
+}
+
 int send_to_node(int handle, const void *argument) {
   if (fcntl(handle, F_GETFD) == -1) return fail(EBADF);
 
-  command c;
-  memcpy(c.record.data(), argument, c.record.size());
-  std::span<const uint8_t> sent;
-  if (c.tx_buf() != 0) {
-    sent = {reinterpret_cast<const uint8_t *>(static_cast<uintptr_t>(c.tx_buf())), c.len()};
-  }
-  const answer given = attached->model.handle(c.record, sent);
+  const command c = copy_command(argument);
+  const answer given = attached->model.handle(c.record, c.sent);
   if (command_observer) command_observer(attached->model.commands().back());
   if (given.error != 0) return fail(given.error);
   if (!given.received.empty()) {
@@ -132,6 +137,17 @@ int send_to_node(int handle, const void *argument) {
   }
   drive_line(handle, given);
   return 5;  // any result but -1 is a success
+}
+
+int send_to_system(int handle, unsigned long request, void *argument) {
+  const int result = static_cast<int>(syscall(SYS_ioctl, handle, request, argument));
+  if (request != orva::kDriverRequest || !command_observer) return result;
+  const int error = errno;
+  command c = copy_command(argument);
+  if (result == -1) c.error = error;
+  command_observer(c);
+  errno = error;
+  return result;
 }
 
 }  // namespace
@@ -179,5 +195,5 @@ extern "C" int ioctl(int handle, unsigned long request, ...) {
       simulator::attached->handles.count(handle) != 0) {
     return simulator::send_to_node(handle, argument);
   }
-  return static_cast<int>(syscall(SYS_ioctl, handle, request, argument));
+  return simulator::send_to_system(handle, request, argument);
 }

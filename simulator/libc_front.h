@@ -20,7 +20,7 @@ void detach();
 // The attached sensor.
 const sensor_model &sensor();
 
-// Called with every command after the sensor has taken it; null for none.
+// Called with every command after the sensor, simulated or real, has taken it; null for none.
 void observe(std::function<void(const command &)> observer);
 
 // How often the node was looked for and opened since attach, and the flags of the latest open.

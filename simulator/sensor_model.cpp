@@ -53,6 +53,13 @@ std::string opcode_name(uint8_t opcode) {
   return entry != nullptr ? entry->name : "command " + std::to_string(opcode);
 }
 
+std::optional<uint8_t> find_opcode(std::string_view name) {
+  for (const named_opcode &entry : kNames) {
+    if (entry.name == name) return entry.opcode;
+  }
+  return std::nullopt;
+}
+
 std::string describe(const command &c) {
   char text[160];
   snprintf(text, sizeof text, "%-11s len=%u speed_hz=%u param=%u,%u,%u%s",

@@ -7,8 +7,10 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace simulator {
@@ -32,6 +34,7 @@ struct command {
 
 // "reset", "power", ... ; "command N" for a code that has no name.
 std::string opcode_name(uint8_t opcode);
+std::optional<uint8_t> find_opcode(std::string_view name);
 
 // One line for people: name, argument, clock and parameters.
 std::string describe(const command &c);

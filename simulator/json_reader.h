@@ -1,0 +1,72 @@
+// Strict reading of a JSON file: every value is taken through a check, and a value that fails it is
+// reported with its place.
+#ifndef ORVA_SIMULATOR_JSON_READER_H
+#define ORVA_SIMULATOR_JSON_READER_H
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <initializer_list>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace simulator {
+
+// One value and its place.
+class json_value {
+ public:
+  enum class presence : uint8_t { kOptional, kRequired };
+  struct member {
+    std::string_view key;
+    presence needed;
+    std::function<void(const json_value &)> read;
+  };
+
+  json_value(const nlohmann::ordered_json &value, const std::filesystem::path &file,
+             std::string place)
+      : value_(value), file_(file), place_(std::move(place)) {}
+
+  [[noreturn]] void fail(const std::string &what) const;
+
+  bool is_text() const { return value_.is_string(); }
+  bool is_object() const { return value_.is_object(); }
+  bool has(std::string_view key) const { return is_object() && value_.contains(key); }
+
+  // The value, which must be of that type and within the limits.
+  const std::string &text(size_t longest) const;
+  int64_t whole(int64_t lowest, int64_t highest) const;
+
+  template <typename T>
+  T whole() const {
+    return static_cast<T>(whole(std::numeric_limits<T>::lowest(), std::numeric_limits<T>::max()));
+  }
+
+  // Hands every member of an object to its reader, in the order of the file. A key without a reader
+  // and a required key that is missing are errors.
+  void object(std::initializer_list<member> members) const;
+
+  // Hands every element of an array to the reader.
+  void array(const std::function<void(const json_value &)> &read) const;
+
+ private:
+  const nlohmann::ordered_json &value_;
+  const std::filesystem::path &file_;
+  std::string place_;  // JSON pointer
+};
+
+// Reads the file and hands its value to the reader. Throws scenario_error for a file that cannot be
+// read, is not JSON or has a key twice in one object.
+void read_json_file(const std::filesystem::path &file,
+                    const std::function<void(const json_value &)> &read);
+
+// The bytes of a file; nothing, and the problem, when it cannot be read or is longer than the
+// limit.
+std::optional<std::string> read_bytes(const std::filesystem::path &file, size_t longest,
+                                      std::string &problem);
+
+}  // namespace simulator
+
+#endif

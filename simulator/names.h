@@ -1,0 +1,22 @@
+// Names for people: action codes as scenarios write them, statuses as the headers name them.
+#ifndef ORVA_SIMULATOR_NAMES_H
+#define ORVA_SIMULATOR_NAMES_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace simulator {
+
+// "finish", "wait-interrupt", ... ; "code N" for a code that has no name.
+std::string action_name(uint32_t code);
+std::optional<uint32_t> find_action(std::string_view name);
+
+// "FP_OK", "FP_ERR_DRIVER_IO", ... ; "unnamed" for a status that has no name.
+std::string status_name(int32_t status);
+std::optional<int32_t> find_status(std::string_view name);
+
+}  // namespace simulator
+
+#endif
