@@ -68,26 +68,26 @@ void prepare_folder(const std::string &out) {
   if (access(out.c_str(), W_OK | X_OK) != 0) fail(strerror(errno));
 }
 
-void show_results(trace &show, const options &o) {
-  if (std::ifstream log(log_file(o)); log) {
-    show.note("result log", log_file(o).string());
-    for (std::string line; std::getline(log, line);) show.note("", "| " + line);
-  } else {
-    show.note("result log", "none");
-  }
+std::string with_size(const fs::path &file) {
   std::error_code missing;
-  const uintmax_t size = fs::file_size(data_file(o), missing);
-  show.note("data file",
-            missing ? "none" : data_file(o).string() + ", " + std::to_string(size) + " bytes");
+  const uintmax_t size = fs::file_size(file, missing);
+  return missing ? "none" : file.string() + ", " + std::to_string(size) + " bytes";
+}
+
+void show_results(trace &show, const options &o) {
+  show.note("result log", with_size(log_file(o)));
+  std::ifstream log(log_file(o));
+  for (std::string line; std::getline(log, line);) show.note("", "| " + line);
+  show.note("data file", with_size(data_file(o)));
 }
 
 // The files that this run should have left but did not.
 std::string missing_files(const options &o, const simulator::exchange_step *last) {
   if (last == nullptr || last->failure != 0 || is_snr1(o.script)) return "";
   if (last->result != ORVA_TEST_FINISH && last->result != ORVA_TEST_FINISH_ALT) return "";
-  if (!fs::exists(log_file(o))) return log_file(o).string();
+  if (!fs::is_regular_file(log_file(o))) return log_file(o).string();
   const auto data_len = last->data_len.value_or(static_cast<int32_t>(last->data.size()));
-  return data_len > 0 && !fs::exists(data_file(o)) ? data_file(o).string() : "";
+  return data_len > 0 && !fs::is_regular_file(data_file(o)) ? data_file(o).string() : "";
 }
 
 exit_status run(const options &o) {
