@@ -85,10 +85,10 @@ int64_t json_value::whole(int64_t lowest, int64_t highest) const {
 
 void json_value::object(std::initializer_list<member> members) const {
   if (!value_.is_object()) fail("must be an object");
-  for (const auto &[key, value] : value_.items()) {
-    const json_value child(value, file_, place_ + pointer_token(key));
-    const auto *known =
-        std::find_if(members.begin(), members.end(), [&](const member &m) { return m.key == key; });
+  for (const auto &entry : value_.items()) {
+    const json_value child(entry.value(), file_, place_ + pointer_token(entry.key()));
+    const auto *known = std::find_if(members.begin(), members.end(),
+                                     [&](const member &m) { return m.key == entry.key(); });
     if (known == members.end()) child.fail("unknown key");
     known->read(child);
   }
