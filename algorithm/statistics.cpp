@@ -18,7 +18,8 @@ uint32_t sum_squares(const int16_t *factors, size_t size) {
   return static_cast<uint32_t>(sum);
 }
 
-inline uint32_t distance_of_block(const uint8_t *a, const uint8_t *b, size_t size) {
+[[gnu::always_inline]] inline uint32_t distance_of_block(const uint8_t *a, const uint8_t *b,
+                                                         size_t size) {
   int16_t differences[kSumBlock];
   for (size_t i = 0; i < size; ++i) differences[i] = static_cast<int16_t>(b[i] - a[i]);
   return sum_squares(differences, size);
@@ -37,7 +38,7 @@ struct moments {
   uint32_t squares = 0;
 };
 
-inline void add_block(const uint8_t *bytes, size_t size, moments *m) {
+[[gnu::always_inline]] inline void add_block(const uint8_t *bytes, size_t size, moments *m) {
   int16_t widened[kSumBlock];
   for (size_t i = 0; i < size; ++i) widened[i] = bytes[i];
   m->squares += sum_squares(widened, size);
