@@ -17,7 +17,8 @@ uint8_t mean_of(const uint8_t *image, const uint8_t *mask, int32_t left, int32_t
       ++count;
     }
   }
-  return count == 0 ? 0 : static_cast<uint8_t>(sum / count);
+  if (count == 0) return 0;
+  return static_cast<uint8_t>(sum / count);
 }
 
 }  // namespace
