@@ -115,6 +115,7 @@ struct block_grid {
 };
 
 void block_means(const source &from, const block_grid &grid, uint8_t *values) {
+  if (grid.count() == 0) return;  // the side may be 0
   const size_t side = grid.side;
   const size_t blocks_per_tile = column_totals::kColumns / side;
   for (size_t by = 0; by < grid.rows; ++by) {
