@@ -89,11 +89,19 @@ uint8_t distance(uint8_t a, uint8_t b) {
   return static_cast<uint8_t>(std::max(a, b) - std::min(a, b));
 }
 
+// Pixels that carry the bit. A block's count fits its bytes.
 int32_t count_marked(const uint8_t *marks, size_t size, uint8_t bit) {
-  static_assert(EVAL_MARK_MAP_SIZE <= UINT16_MAX);
-  uint16_t count = 0;
-  for (size_t i = 0; i < size; ++i) count = static_cast<uint16_t>(count + ((marks[i] & bit) != 0));
-  return count;
+  constexpr size_t kBlock = 128;
+  int32_t total = 0;
+  for (size_t at = 0; at < size; at += kBlock) {
+    const size_t count = std::min(kBlock, size - at);
+    uint8_t marked = 0;
+    for (size_t i = 0; i < count; ++i) {
+      marked = static_cast<uint8_t>(marked + ((marks[at + i] & bit) != 0 ? 1 : 0));
+    }
+    total += marked;
+  }
+  return total;
 }
 
 // Sets masks[i] to 0xFF where the left neighbour of pixel i in its row is of one of the levels,

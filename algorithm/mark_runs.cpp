@@ -18,13 +18,8 @@ constexpr size_t kMaxCells = 2 * EVAL_MARK_MAP_SIZE;
 // Writes where both a cell and the one `distance` further on are set; true when that is anywhere.
 bool pair_cells(const uint8_t *__restrict cells, size_t count, size_t distance,
                 uint8_t *__restrict pairs) {
-  uint8_t any = 0;
-  for (size_t i = 0; i < count; ++i) {
-    const uint8_t both = cells[i] & cells[i + distance];
-    pairs[i] = both;
-    any |= both;
-  }
-  return any != 0;
+  for (size_t i = 0; i < count; ++i) pairs[i] = cells[i] & cells[i + distance];
+  return memchr(pairs, 1, count) != nullptr;
 }
 
 // Cells 1 where a mark is, 0 elsewhere, and room for the starts of runs.
@@ -35,13 +30,15 @@ struct mark_cells {
 };
 
 void lay_out(const uint8_t *map, size_t width, size_t height, mark_cells *cells) {
-  cells->count = (width + 1) * height;
+  const size_t count = (width + 1) * height;
+  uint8_t *marks = cells->marks;
   for (size_t row = 0; row < height; ++row) {
-    uint8_t *to = cells->marks + row * (width + 1);
+    uint8_t *to = marks + row * (width + 1);
     memcpy(to, map + row * width, width);
     to[width] = 0;
   }
-  for (size_t i = 0; i < cells->count; ++i) cells->marks[i] = cells->marks[i] != 0 ? 1 : 0;
+  for (size_t i = 0; i < count; ++i) marks[i] = marks[i] != 0 ? 1 : 0;
+  cells->count = count;
 }
 
 // Longest run of marks `stride` cells apart, given that there is a mark. A run of n + m marks, m up
@@ -80,6 +77,7 @@ bool has_marked_square(mark_cells *cells, size_t width, size_t height) {
 }  // namespace
 
 size_t orva::longest_mark_run(const uint8_t *marks, size_t width, size_t height) {
+  if (width == 0 || height == 0) return 0;
   mark_cells cells;
   lay_out(marks, width, height, &cells);
   if (memchr(cells.marks, 1, cells.count) == nullptr) return 0;
