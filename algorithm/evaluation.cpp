@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "algorithm/mark_runs.h"
+#include "algorithm/moments.h"
 #include "orva_fp/image.h"
 #include "orva_fp/log.h"
 #include "orva_fp/memory_time.h"
@@ -33,30 +34,6 @@ void clear_results(image_eval_record *record) {
   record->high_count = 0;
   record->deviation_count = 0;
   record->low_count = 0;
-}
-
-struct moments {
-  uint32_t sum;
-  uint32_t squares;
-};
-
-moments sum_moments(const uint8_t *pixels, size_t size) {
-  // The squares are added in 32 bits from 16-bit factors that are widened in a loop of their own,
-  // without which the compilers multiply in 32 bits.
-  constexpr size_t kBlock = 256;
-  moments total = {0, 0};
-  for (size_t at = 0; at < size; at += kBlock) {
-    const size_t count = std::min(kBlock, size - at);
-    int16_t factors[kBlock];
-    uint16_t sum = 0;
-    for (size_t i = 0; i < count; ++i) sum = static_cast<uint16_t>(sum + pixels[at + i]);
-    for (size_t i = 0; i < count; ++i) factors[i] = pixels[at + i];
-    int32_t squares = 0;
-    for (size_t i = 0; i < count; ++i) squares += factors[i] * factors[i];
-    total.sum += sum;
-    total.squares += static_cast<uint32_t>(squares);
-  }
-  return total;
 }
 
 // Consecutive levels. The thresholds may lie anywhere outside 0 to 255, the tests of the pixels
@@ -165,14 +142,12 @@ int32_t evaluate_image(image_eval_record *record) {
   if (size == 0) {
     record->std_dev = std::numeric_limits<double>::quiet_NaN();
   } else {
-    const moments total = sum_moments(record->image, size);
+    const orva::moments m = orva::moments_of(record->image, size);
     const uint32_t count = static_cast<uint32_t>(size);
-    const uint32_t mean = total.sum / count;
-    // sum((pixel - mean)^2) multiplied out: the same number modulo 2^32, from a single pass.
-    const uint32_t spread = total.squares - 2 * mean * total.sum + count * mean * mean;
-    sum = total.sum;
+    const uint32_t mean = m.sum / count;
+    sum = m.sum;
     record->mean = static_cast<uint8_t>(mean);
-    record->std_dev = std::sqrt(static_cast<double>(spread) / static_cast<double>(count));
+    record->std_dev = std::sqrt(static_cast<double>(m.spread(count, mean)) / count);
     micro_deviation = static_cast<int32_t>(record->std_dev * 1000000);  // 255 million at most
   }
 

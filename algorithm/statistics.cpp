@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "algorithm/byte_runs.h"
+#include "algorithm/moments.h"
 #include "orva_fp/image.h"
 
 namespace {
@@ -10,19 +11,11 @@ namespace {
 using orva::byte_runs;
 using orva::kSumBlock;
 
-// Squares are summed in 32-bit lanes from 16-bit factors: 256 of them stay below 2^31. The factors
-// are widened in a loop of their own, without which the compilers multiply in 32 bits.
-uint32_t sum_squares(const int16_t *factors, size_t size) {
-  int32_t sum = 0;
-  for (size_t i = 0; i < size; ++i) sum += factors[i] * factors[i];
-  return static_cast<uint32_t>(sum);
-}
-
 [[gnu::always_inline]] inline uint32_t distance_of_block(const uint8_t *a, const uint8_t *b,
                                                          size_t size) {
   int16_t differences[kSumBlock];
   for (size_t i = 0; i < size; ++i) differences[i] = static_cast<int16_t>(b[i] - a[i]);
-  return sum_squares(differences, size);
+  return orva::sum_squares(differences, size);
 }
 
 uint32_t distance(const uint8_t *a, const uint8_t *b, size_t size) {
@@ -31,27 +24,6 @@ uint32_t distance(const uint8_t *a, const uint8_t *b, size_t size) {
     sum += distance_of_block(a, b, kSumBlock);
   }
   return sum + distance_of_block(a, b, size);
-}
-
-struct moments {
-  uint32_t sum = 0;
-  uint32_t squares = 0;
-};
-
-[[gnu::always_inline]] inline void add_block(const uint8_t *bytes, size_t size, moments *m) {
-  int16_t widened[kSumBlock];
-  for (size_t i = 0; i < size; ++i) widened[i] = bytes[i];
-  m->squares += sum_squares(widened, size);
-  m->sum += orva::sum_block(bytes, size);
-}
-
-moments moments_of(const uint8_t *bytes, size_t size) {
-  moments m;
-  for (; size >= kSumBlock; size -= kSumBlock, bytes += kSumBlock) {
-    add_block(bytes, kSumBlock, &m);
-  }
-  add_block(bytes, size, &m);
-  return m;
 }
 
 inline bool add_block_above(int32_t floor, const uint8_t *bytes, size_t size, uint32_t *sum) {
@@ -120,11 +92,8 @@ uint32_t euclidean_distance_cs1(const uint8_t *image_a, const uint8_t *image_b, 
 double standard_deviation(const uint8_t *data, int32_t count) {
   if (count <= 0) return 0.0;
   const uint32_t size = static_cast<uint32_t>(count);
-  const moments m = moments_of(data, size);
-  // sum((byte - mean)^2) multiplied out: the same number modulo 2^32, from a single pass.
-  const uint32_t mean = m.sum / size;
-  const uint32_t spread = m.squares - 2 * mean * m.sum + size * mean * mean;
-  return std::sqrt(static_cast<double>(spread / size));
+  const orva::moments m = orva::moments_of(data, size);
+  return std::sqrt(static_cast<double>(m.spread(size, m.sum / size) / size));
 }
 
 double calculate_sd(const double *values, int32_t count) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "algorithm/byte_runs.h"
 #include "orva_fp/image.h"
 
 namespace {
@@ -59,15 +60,11 @@ bool has_water(size_t lines, Qualifies qualifies) {
 }
 
 uint64_t sum_row(const uint8_t *row, size_t width) {
-  constexpr size_t kBlock = 256;  // its sum fits 16 bits
   uint64_t total = 0;
-  for (size_t at = 0; at < width; at += kBlock) {
-    const size_t size = std::min(kBlock, width - at);
-    uint16_t sum = 0;
-    for (size_t i = 0; i < size; ++i) sum = static_cast<uint16_t>(sum + row[at + i]);
-    total += sum;
+  for (; width >= orva::kSumBlock; width -= orva::kSumBlock, row += orva::kSumBlock) {
+    total += orva::sum_block(row, orva::kSumBlock);
   }
-  return total;
+  return total + orva::sum_block(row, width);
 }
 
 // The sums of adjacent columns, taken row by row for a block of columns around the one asked for.
@@ -77,7 +74,7 @@ class column_sums {
       : image_(image), width_(width), height_(height) {}
 
   uint64_t of(size_t column) {
-    if (column < first_ || column - first_ >= kColumns || !filled_) fill(column);
+    if (column < first_ || column - first_ >= count_) fill(column);
     return sums_[column - first_];
   }
 
@@ -87,41 +84,38 @@ class column_sums {
 
   // Streaks are looked at from their far end: the block reaches back by the length of one.
   void fill(size_t column) {
-    const size_t columns = std::min(kColumns, width_);
-    first_ = std::min(column - std::min(column, kWaterStreak - 1), width_ - columns);
-    filled_ = true;
+    count_ = std::min(kColumns, width_);
+    first_ = std::min(column - std::min(column, kWaterStreak - 1), width_ - count_);
     for (uint64_t &sum : sums_) sum = 0;
     for (size_t row = 0; row < height_; row += kRows) {
-      const size_t rows = std::min(kRows, height_ - row);
-      const uint8_t *pixels = image_ + row * width_ + first_;
-      add_rows(pixels, rows, columns);
+      add_rows(row, std::min(row + kRows, height_));
     }
   }
 
-  void add_rows(const uint8_t *pixels, size_t rows, size_t columns) {
+  void add_rows(size_t row, size_t end) {
+    const size_t count = count_;
     uint16_t block[kColumns] = {};
-    size_t row = 0;
-    for (; row + 4 <= rows; row += 4, pixels += 4 * width_) {
-      const uint8_t *row_1 = pixels + width_;
+    for (; row + 4 <= end; row += 4) {
+      const uint8_t *row_0 = image_ + row * width_ + first_;
+      const uint8_t *row_1 = row_0 + width_;
       const uint8_t *row_2 = row_1 + width_;
       const uint8_t *row_3 = row_2 + width_;
-      for (size_t i = 0; i < columns; ++i) {
-        block[i] = static_cast<uint16_t>(block[i] + pixels[i] + row_1[i] + row_2[i] + row_3[i]);
+      for (size_t i = 0; i < count; ++i) {
+        block[i] = static_cast<uint16_t>(block[i] + row_0[i] + row_1[i] + row_2[i] + row_3[i]);
       }
     }
-    for (; row < rows; ++row, pixels += width_) {
-      for (size_t i = 0; i < columns; ++i) {
-        block[i] = static_cast<uint16_t>(block[i] + pixels[i]);
-      }
+    for (; row < end; ++row) {
+      const uint8_t *pixels = image_ + row * width_ + first_;
+      for (size_t i = 0; i < count; ++i) block[i] = static_cast<uint16_t>(block[i] + pixels[i]);
     }
-    for (size_t i = 0; i < columns; ++i) sums_[i] += block[i];
+    for (size_t i = 0; i < count; ++i) sums_[i] += block[i];
   }
 
   const uint8_t *image_;
   size_t width_;
   size_t height_;
-  bool filled_ = false;
   size_t first_ = 0;
+  size_t count_ = 0;
   uint64_t sums_[kColumns];
 };
 
