@@ -18,8 +18,8 @@ int main(void) {
   output_log(4, "(FPLOG)", "consumer.c", __func__, __LINE__, "linked from %s", "C");
 
   g_img_alg_sd = (image_dims){0, 0};
-  const int32_t status = orvaFpSensorTest(ORVA_SCRIPT_NORMAL_SCAN, 0, 0, 0, no_secure_side, NULL, 0,
-                                          0, NULL);
+  const int32_t status =
+      orvaFpSensorTest(ORVA_SCRIPT_NORMAL_SCAN, 0, 0, 0, no_secure_side, NULL, 0, 0, NULL);
   int32_t handle = 0;
   return sys_get_heap_size() == 0 && status == FP_ERR_NULL_LOG_PATH &&
                  orvaFpDeviceClose(handle) == FP_OK && orvaFpDeviceOpen(NULL) == FP_ERR_NULL_PARAM
