@@ -13,7 +13,7 @@ cd "$include"
 for header in orva_fp/*.h; do
   for language in "$cc -x c -std=c11 -Wstrict-prototypes" "$cxx -x c++ -std=c++11" \
                   "$cxx -x c++ -std=c++20"; do
-    $language "${warnings[@]}" -I. - <<<"#include \"$header\"" || failed=1
+    $language "${warnings[@]}" -I. - <<<"#include \"$header\""$'\n'"extern int not_empty;" || failed=1
     count=$((count + 1))
   done
 done
