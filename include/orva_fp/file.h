@@ -1,4 +1,5 @@
-/* Whole-file read and write calls over the standard streams.
+/** @file
+ * Whole-file read and write calls over the standard streams.
  *
  * Results: 0 success; -1 null stream, or the file could not be opened (errno tells why; a null
  * path cannot be opened and gives EFAULT); -2 no buffer for the contents; -3 short read
@@ -24,29 +25,31 @@
 extern "C" {
 #endif
 
-/* Reads the whole file behind stream into a new buffer: *buffer_out receives its address (null on
+/** Reads the whole file behind stream into a new buffer: *buffer_out receives its address (null on
  * -2), *size_out the file's size in bytes, *read_out the number of bytes read (not written on -2).
  * The stream is closed in every case in which it is not null. With a null stream nothing is
  * written. Returns 0, -1 or -2. */
 ORVA_FP_API int32_t ffread(FILE *stream, uint8_t **buffer_out, int64_t *size_out,
                            uint64_t *read_out);
 
-/* Reads the file at path (mode "rb"). On -3, fewer bytes read than the file's size, the buffer is
+/** Reads the file at path (mode "rb"). On -3, fewer bytes read than the file's size, the buffer is
  * still handed out and must be released. After a failed allocation the result is -2. */
 ORVA_FP_API int32_t file_read(const char *path, uint8_t **buffer_out, int64_t *size_out);
 
-/* Reads the file at path (mode "r") without looking at how many bytes arrived: 0, -1 or -2. */
+/** Reads the file at path (mode "r") without looking at how many bytes arrived: 0, -1 or -2. */
 ORVA_FP_API int32_t text_read(const char *path, uint8_t **buffer_out, int64_t *size_out);
 
-/* Writes size bytes to stream and closes it; null data writes nothing. Returns 0, or -1 for a null
+/** Writes size bytes to stream and closes it; null data writes nothing. Returns 0, or -1 for a null
  * stream. */
 ORVA_FP_API int32_t ffwrite(FILE *stream, const void *data, uint64_t size);
 
-/* Open the file at path with mode "w", "a+" and "wb" and hand it to ffwrite. With null data the
+/** Open the file at path with mode "w", "a+" and "wb" and hand it to ffwrite. With null data the
  * file is still created and, but for text_append, emptied. Return 0, or -1 when the file cannot be
  * opened. */
 ORVA_FP_API int32_t text_write(const char *path, const void *data, uint64_t size);
+/** @copydoc text_write */
 ORVA_FP_API int32_t text_append(const char *path, const void *data, uint64_t size);
+/** @copydoc text_write */
 ORVA_FP_API int32_t file_write(const char *path, const void *data, uint64_t size);
 
 #ifdef __cplusplus

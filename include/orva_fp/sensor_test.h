@@ -1,4 +1,5 @@
-/* The sensor's factory and self-test: runs the normal-world half of a test that a trusted
+/** @file
+ * The sensor's factory and self-test: runs the normal-world half of a test that a trusted
  * application on the secure side leads behind the caller's request callback.
  */
 #ifndef ORVA_FP_SENSOR_TEST_H
@@ -13,7 +14,7 @@
 extern "C" {
 #endif
 
-/* Scripts. The second of each family is its variant and sends script_variant 1. */
+/** Scripts. The second of each family is its variant and sends script_variant 1. */
 enum {
   ORVA_SCRIPT_NORMAL_SCAN = 1000,
   ORVA_SCRIPT_SNR1 = 1001,
@@ -23,45 +24,45 @@ enum {
   ORVA_SCRIPT_SNR2_VARIANT = 1005
 };
 
-/* The command of every request. */
+/** The command of every request. */
 enum { ORVA_CMD_SENSOR_TEST = 19 };
 
-/* Action and end codes in sensor_test_reply::result, with what the three script families (normal
+/** Action and end codes in sensor_test_reply::result, with what the three script families (normal
  * scan, SNR1, SNR2) do. Any code without an action in a family is answered by the next request. */
 enum {
-  ORVA_TEST_FINISH = 0,             /* end; normal scan and SNR2 save the results */
-  ORVA_WAIT_INTERRUPT = 12,         /* SNR1: interrupt wait of 100 ms; SNR2: of 1000 ms */
-  ORVA_RESET = 21,                  /* normal scan: reset */
-  ORVA_READ_SENSOR_INFO_START = 23, /* all: information memory on */
-  ORVA_READ_SENSOR_INFO_END = 24,   /* normal scan: information memory off, then reset;
+  ORVA_TEST_FINISH = 0,             /**< end; normal scan and SNR2 save the results */
+  ORVA_WAIT_INTERRUPT = 12,         /**< SNR1: interrupt wait of 100 ms; SNR2: of 1000 ms */
+  ORVA_RESET = 21,                  /**< normal scan: reset */
+  ORVA_READ_SENSOR_INFO_START = 23, /**< all: information memory on */
+  ORVA_READ_SENSOR_INFO_END = 24,   /**< normal scan: information memory off, then reset;
                                        SNR1: reset; SNR2: information memory off */
-  ORVA_TEST_FINISH_ALT = 35,        /* as ORVA_TEST_FINISH */
-  ORVA_TEST_STOP = 37,              /* end without saving */
-  ORVA_POWER_OFF_ON = 41            /* normal scan: power off, then on */
+  ORVA_TEST_FINISH_ALT = 35,        /**< as ORVA_TEST_FINISH */
+  ORVA_TEST_STOP = 37,              /**< end without saving */
+  ORVA_POWER_OFF_ON = 41            /**< normal scan: power off, then on */
 };
 
 enum {
-  SENSOR_TEST_TEXT_SIZE = 2048,  /* bytes of sensor_test_reply::result_text */
-  SENSOR_TEST_DATA_SIZE = 512000 /* bytes of sensor_test_reply::data */
+  SENSOR_TEST_TEXT_SIZE = 2048,  /**< bytes of sensor_test_reply::result_text */
+  SENSOR_TEST_DATA_SIZE = 512000 /**< bytes of sensor_test_reply::data */
 };
 
-/* What goes to the secure side with every request; 12 bytes. */
+/** What goes to the secure side with every request; 12 bytes. */
 typedef struct sensor_test_request {
-  int32_t script_id;           /* as given to orvaFpSensorTest */
-  int32_t interrupt_triggered; /* outcome of the latest interrupt wait: 1 the interrupt came,
+  int32_t script_id;           /**< as given to orvaFpSensorTest */
+  int32_t interrupt_triggered; /**< outcome of the latest interrupt wait: 1 the interrupt came,
                                   0 it did not. Choice of ours: 0 until the first wait */
-  int32_t script_variant;      /* 1 for scripts 1003 to 1005, else 0 */
+  int32_t script_variant;      /**< 1 for scripts 1003 to 1005, else 0 */
 } sensor_test_request;
 
-/* What the secure side answers; 514056 bytes. It is not cleared between requests. */
+/** What the secure side answers; 514056 bytes. It is not cleared between requests. */
 typedef struct sensor_test_reply {
-  char result_text[SENSOR_TEST_TEXT_SIZE]; /* NUL-terminated body of the result log */
-  uint32_t result;                         /* action or end code */
-  int32_t data_len;                        /* valid bytes in data; 0 or less: none */
-  uint8_t data[SENSOR_TEST_DATA_SIZE];     /* contents of the data file */
+  char result_text[SENSOR_TEST_TEXT_SIZE]; /**< NUL-terminated body of the result log */
+  uint32_t result;                         /**< action or end code */
+  int32_t data_len;                        /**< valid bytes in data; 0 or less: none */
+  uint8_t data[SENSOR_TEST_DATA_SIZE];     /**< contents of the data file */
 } sensor_test_reply;
 
-/* Carries one request to the secure side and brings back the reply. Called on the thread of
+/** Carries one request to the secure side and brings back the reply. Called on the thread of
  * orvaFpSensorTest; request, reply and reply_size live as long as that call, and the callback must
  * not keep them.
  *
@@ -76,7 +77,7 @@ typedef int32_t (*sensor_test_request_fn)(void *context, uint32_t command,
                                           const sensor_test_request *request, uint32_t request_size,
                                           sensor_test_reply *reply, uint32_t *reply_size);
 
-/* Runs one script to its end and returns its status.
+/** Runs one script to its end and returns its status.
  *
  * script_id: ORVA_SCRIPT_*; any other value only clears the data file, opens and clocks the
  *   driver, and returns FP_OK.
@@ -120,13 +121,13 @@ ORVA_FP_API int32_t orvaFpSensorTest(int32_t script_id, int32_t options, uintptr
                                      void *pRequestContext, uintptr_t unused_7, uintptr_t unused_8,
                                      const char *pDataLogPath);
 
-/* Nonzero asks an interrupt wait without a time limit to stop; 0 at load. Another thread may store
+/** Nonzero asks an interrupt wait without a time limit to stop; 0 at load. Another thread may store
  * it at any time with a single 32-bit store (__atomic_store_n in C and C++; the wait loads it
  * atomically after every slice of 10 ms). The library never writes it: clear it before the next
  * wait. */
 extern ORVA_FP_API int32_t g_sensor_test_abort;
 
-/* Arms the sensor's interrupt on g_fp_device_handle, waits for it, and disarms it again.
+/** Arms the sensor's interrupt on g_fp_device_handle, waits for it, and disarms it again.
  *
  * timeout_ms: time limit in milliseconds, or 0xFFFFFFFF for none. Choice of ours: a limit from
  * 0x80000000 to 0xFFFFFFFE is taken as 0x7FFFFFFF, the longest that the system can wait (24 days).
@@ -139,7 +140,7 @@ extern ORVA_FP_API int32_t g_sensor_test_abort;
  * (nothing else is done then); the status of disarming when that failed, whatever came before. */
 ORVA_FP_API int32_t wait_interrupt_in_sensor_test(uint32_t timeout_ms);
 
-/* Composes src1, "/" and src2 into dest and returns 1.
+/** Composes src1, "/" and src2 into dest and returns 1.
  *
  * Returns 0 for a null dest and, a choice of ours, with dest unchanged when the text and its NUL
  * do not fit dest_len bytes, when dest_len is 0 or less, or when a source is null. The contents of
