@@ -55,7 +55,7 @@ target_link_libraries(orva_fp_normal_sensor_test PRIVATE
 # Names such as sort and file_write are bound inside the library, whatever the program defines.
 # --as-needed drops the C++ run-time library, of which nothing is used.
 target_link_options(orva_fp_normal_sensor_test PRIVATE
-  -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map
+  -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map -Wl,--no-undefined-version
   -Wl,-Bsymbolic-functions -Wl,--as-needed
   -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack
   $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},aarch64>:-Wl,-z,max-page-size=16384>)
