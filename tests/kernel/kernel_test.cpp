@@ -147,6 +147,107 @@ TEST_F(Kernel, EveryCommandFailsOnceWithAnErrorOfItsOwn) {
   }
 }
 
+// Every action code but the end, then the end with results.
+std::vector<simulator::exchange_step> all_actions() {
+  std::vector<simulator::exchange_step> steps;
+  for (const uint32_t action : {23U, 12U, 24U, 12U, 21U, 41U, 99U})
+    steps.push_back({.result = action});
+  steps.push_back({.result = ORVA_TEST_FINISH, .text = "body", .data = {1, 0, 2}});
+  return steps;
+}
+
+struct script_run {
+  const char *name;
+  int32_t script_id;
+  const char *log;  // that it leaves, null for no files
+  std::vector<std::string> received;
+};
+
+std::ostream &operator<<(std::ostream &out, const script_run &c) { return out << c.name; }
+
+const std::vector<std::string> kNormalScanCommands = {
+    "power       len=1 speed_hz=12500000 param=0,0,0",
+    "set-clock   len=0 speed_hz=12500000 param=0,0,0",
+    "set-clock   len=0 speed_hz=3300000 param=0,0,0",
+    "info-memory len=0 speed_hz=3300000 param=0,0,0",
+    "set-clock   len=0 speed_hz=12500000 param=0,0,0",
+    "info-memory len=1 speed_hz=12500000 param=0,0,0",
+    "reset       len=0 speed_hz=12500000 param=0,0,0",
+    "reset       len=0 speed_hz=12500000 param=0,0,0",
+    "power       len=0 speed_hz=12500000 param=0,0,0",
+    "power       len=1 speed_hz=12500000 param=0,0,0"};
+const std::vector<std::string> kSnr1Commands = {"power       len=1 speed_hz=12500000 param=0,0,0",
+                                                "set-clock   len=0 speed_hz=12500000 param=0,0,0",
+                                                "set-clock   len=0 speed_hz=3300000 param=0,0,0",
+                                                "info-memory len=0 speed_hz=3300000 param=0,0,0",
+                                                "int-enable  len=1 speed_hz=3300000 param=4,10,1",
+                                                "int-disable len=1 speed_hz=3300000 param=4,10,1",
+                                                "reset       len=0 speed_hz=3300000 param=4,10,1",
+                                                "int-enable  len=1 speed_hz=3300000 param=4,10,1",
+                                                "int-disable len=1 speed_hz=3300000 param=4,10,1"};
+const std::vector<std::string> kSnr2Commands = {"power       len=1 speed_hz=12500000 param=0,0,0",
+                                                "set-clock   len=0 speed_hz=12500000 param=0,0,0",
+                                                "set-clock   len=0 speed_hz=3300000 param=0,0,0",
+                                                "info-memory len=0 speed_hz=3300000 param=0,0,0",
+                                                "int-enable  len=1 speed_hz=3300000 param=4,10,1",
+                                                "int-disable len=1 speed_hz=3300000 param=4,10,1",
+                                                "set-clock   len=0 speed_hz=12500000 param=4,10,1",
+                                                "info-memory len=1 speed_hz=12500000 param=4,10,1",
+                                                "int-enable  len=1 speed_hz=12500000 param=4,10,1",
+                                                "int-disable len=1 speed_hz=12500000 param=4,10,1"};
+
+class KernelScript : public Kernel, public testing::WithParamInterface<script_run> {};
+
+TEST_P(KernelScript, RecordsAndFiles) {
+  support::attach_sensor({.interrupts = {interrupt_plan::after(40)}});
+  std::vector<simulator::record_bytes> sent;
+  support::observe_commands([&](const simulator::command &c) { sent.push_back(c.record); });
+  const support::temp_folder folder;
+  simulator::secure_side side(all_actions());
+  EXPECT_EQ(orvaFpSensorTest(GetParam().script_id, 0, 0, 0, simulator::secure_side::request, &side,
+                             0, 0, folder.path().c_str()),
+            FP_OK);
+  EXPECT_THAT(side.problems(), IsEmpty());
+
+  std::vector<simulator::record_bytes> received;
+  std::vector<std::string> described;
+  for (const simulator::command &c : support::sensor_commands()) {
+    received.push_back(c.record);
+    described.push_back(simulator::describe(c));
+  }
+  EXPECT_EQ(received, sent) << "a record changed on its way";
+  EXPECT_EQ(described, GetParam().received);
+
+  std::vector<int32_t> outcomes;
+  for (const sensor_test_request &r : side.requests()) outcomes.push_back(r.interrupt_triggered);
+  if (GetParam().received == kNormalScanCommands) {
+    EXPECT_THAT(outcomes, Each(0));
+  } else {
+    EXPECT_THAT(outcomes, ElementsAre(0, 0, 1, 1, 0, 0, 0, 0));
+  }
+
+  if (GetParam().log == nullptr) {
+    EXPECT_THAT(folder.files(), IsEmpty());
+  } else {
+    EXPECT_THAT(folder.files(), ElementsAre("fp_data.bin", GetParam().log));
+    EXPECT_EQ(folder.contents("fp_data.bin"), std::string("\1\0\2", 3));
+    EXPECT_THAT(folder.contents(GetParam().log), testing::MatchesRegex("Date: .*\nbody"));
+  }
+}
+
+constexpr const char *kNormalScanLog = "orva_sensor_test_NS.log";
+constexpr const char *kSnrLog = "orva_sensor_test_SNR.log";
+
+INSTANTIATE_TEST_SUITE_P(
+    All, KernelScript,
+    testing::Values(script_run{"NormalScan", 1000, kNormalScanLog, kNormalScanCommands},
+                    script_run{"Snr1", 1001, nullptr, kSnr1Commands},
+                    script_run{"Snr2", 1002, kSnrLog, kSnr2Commands},
+                    script_run{"NormalScanVariant", 1003, kNormalScanLog, kNormalScanCommands},
+                    script_run{"Snr1Variant", 1004, nullptr, kSnr1Commands},
+                    script_run{"Snr2Variant", 1005, kSnrLog, kSnr2Commands}),
+    [](const auto &test) { return std::string(test.param.name); });
+
 struct limited_wait {
   const char *name;
   interrupt_plan plan;
