@@ -1,4 +1,4 @@
-# What cmake --install gives: the library, its public headers, a CMake package and a pkg-config file.
+# What cmake --install gives: library, public headers, CMake package and pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(ORVA_FP_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/orva_fp_normal_sensor_test)
