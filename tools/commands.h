@@ -18,6 +18,8 @@ enum exit_status {
   kBadScenario = 3,
   kBadOutput = 4,
   kUnexpected = 5,
+  kBadFrame = 6,
+  kNotEvaluated = 7,
 };
 
 // Ends the program with one line on standard error and an exit status.
@@ -37,6 +39,7 @@ void need_subcommand(CLI::App *app);
 // Each adds a sub-command that stores its outcome in result when it has run.
 void add_sensor_test_command(CLI::App &app, exit_status &result);
 void add_device_command(CLI::App &app, exit_status &result);
+void add_image_command(CLI::App &app, exit_status &result);
 
 }  // namespace tools
 

@@ -15,6 +15,9 @@ int main(int argc, char **argv) {
   tools::exit_status result = tools::kPass;
   tools::add_sensor_test_command(app, result);
   tools::add_device_command(app, result);
+#ifdef ORVA_FP_IMAGE_COMMAND
+  tools::add_image_command(app, result);
+#endif
 
   const auto fail = [](const char *what, tools::exit_status status) {
     fprintf(stderr, "orva-fp: %s\n", what);

@@ -1,0 +1,120 @@
+// Everything that the library's image functions tell about one frame.
+#ifndef ORVA_TOOLS_IMAGE_ANALYSIS_H
+#define ORVA_TOOLS_IMAGE_ANALYSIS_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include <orva_fp/image.h>
+
+#include "tools/image/frame_file.h"
+
+namespace tools {
+
+struct inspect_settings {
+  raw_layout layout;
+  bool keep_dummy = false;
+  bool transposed = false;
+  int32_t high = 245;
+  int32_t low = 25;
+  int32_t deviation = 115;
+  bool spread_low = false;
+  int32_t spike_delta = 30;
+  int32_t block = 8;
+  int32_t center = 0;  // 0 for half of the shorter side
+  int32_t white_percent = 10;
+};
+
+struct pixel_place {
+  int32_t x;
+  int32_t y;
+};
+
+// Marked pixels in a straight line.
+struct pixel_run {
+  pixel_place start{};
+  pixel_place step{};
+  int32_t length = 0;
+};
+
+// Rows or columns of a frame with the dark stretch that makes each count as crossed by water.
+struct dark_lines {
+  struct stretch {
+    int32_t first;
+    int32_t length;
+  };
+  std::vector<std::optional<stretch>> lines;
+  int32_t qualifying = 0;
+  int32_t longest_streak = 0;  // followed by a line that does not qualify
+};
+
+struct block_summary {
+  int32_t side = 0;
+  int32_t columns = 0;
+  int32_t rows = 0;
+  int32_t left = 0;
+  int32_t top = 0;
+  std::vector<uint8_t> means;
+  std::vector<uint8_t> ranges;
+  double means_sd = 0;
+};
+
+// What only 16-bit frames have.
+struct raw_facts {
+  int32_t width;
+  int32_t height;
+  bool white_noise;
+  int32_t saturated;  // samples of 65535
+  uint16_t lowest;    // of the others; shown as 0
+  uint16_t highest;   // shown as 255, as are saturated samples
+  bool dummy_removed;
+};
+
+struct analysis {
+  frame shown;
+  std::optional<raw_facts> raw;
+
+  int32_t mean = 0;
+  int32_t minimum = 0;
+  double std_dev = 0;
+  int32_t center = 0;
+  int32_t center_mean = 0;
+  std::array<uint8_t, 4> quadrant_means{};
+
+  std::optional<image_eval_record> evaluation;  // none for a frame larger than its mark map
+  pixel_run longest_run;
+  std::vector<pixel_place> clusters;  // top left pixels of marked 2 x 2 blocks
+
+  bool water = false;
+  dark_lines dark_rows;
+  dark_lines dark_columns;
+
+  int32_t otsu_threshold = 0;
+  uint32_t otsu_low_count = 0;
+  uint32_t otsu_high_count = 0;
+  double otsu_low_mean = 0;
+  double otsu_high_mean = 0;
+
+  block_summary blocks;
+
+  noise_check_param noise{};
+  int32_t noise_result = 0;
+  int32_t strong_spike_limit = 0;
+  int32_t spikes_removed = 0;
+  uint32_t median_distance = 0;  // sum of squared differences of the frame and its median
+
+  std::vector<uint8_t> median;
+  std::vector<uint8_t> despiked;
+  std::vector<uint8_t> equalised;
+  std::vector<uint8_t> equalised_white;
+};
+
+// Any number of threads may analyse at once. file is for the text of a frame_error: a raw frame
+// that holds nothing but dummy samples.
+analysis analyse(const std::filesystem::path &file, frame f, const inspect_settings &settings);
+
+}  // namespace tools
+
+#endif

@@ -1,0 +1,27 @@
+// Measures and contact sheets of many frames.
+#ifndef ORVA_TOOLS_IMAGE_INSPECT_H
+#define ORVA_TOOLS_IMAGE_INSPECT_H
+
+#include <string>
+#include <vector>
+
+#include "tools/commands.h"
+#include "tools/image/analysis.h"
+
+namespace tools {
+
+struct inspect_job {
+  std::vector<std::string> files;
+  std::string out;  // folder of the contact sheets; empty for none
+  bool json = false;
+  inspect_settings settings;
+};
+
+// Inspects the frames on all processors and prints their measures in the order of the files. What
+// is wrong with a frame goes to standard error, and the others are inspected all the same. Throws
+// command_error when the folder cannot be made.
+exit_status inspect(const inspect_job &job);
+
+}  // namespace tools
+
+#endif
