@@ -16,7 +16,7 @@ constexpr int64_t kLattice = 24;       // pixels between the points that bend th
 constexpr int64_t kRidgeGrey = 50;
 constexpr int64_t kValleyGrey = 200;
 constexpr int64_t kBackgroundGrey = 228;
-constexpr int64_t kGrain = 9;
+constexpr int64_t kGrain = 4;
 
 // The finger's outline in squared radii of the frame, and the width of its soft edge.
 constexpr int64_t kOutline = 1000;

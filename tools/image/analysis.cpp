@@ -1,6 +1,7 @@
 #include "tools/image/analysis.h"
 
 #include <algorithm>
+#include <bit>
 #include <mutex>
 
 namespace tools {
@@ -21,22 +22,22 @@ frame upright(frame f, bool transposed) {
   return result;
 }
 
-// Samples of 12 or 14 bits say little in their high byte, so the levels that occur are spread.
+// Sensors deliver fewer than 16 bits: the upper 8 of those that occur keep all levels in
+// proportion.
 void show_samples(analysis &a, const std::vector<uint16_t> &samples) {
-  a.raw->lowest = 65535;
+  uint16_t used = 0;
   for (const uint16_t s : samples) {
     if (s == 65535) {
       ++a.raw->saturated;
-      continue;
+    } else {
+      used |= s;
     }
-    a.raw->lowest = std::min(a.raw->lowest, s);
-    a.raw->highest = std::max(a.raw->highest, s);
   }
-  const int32_t span = std::max(a.raw->highest - a.raw->lowest, 1);
+  a.raw->sample_bits = std::max(static_cast<int32_t>(std::bit_width(used)), 8);
+  const int32_t shift = a.raw->sample_bits - 8;
   a.shown.pixels.reserve(samples.size());
   for (const uint16_t s : samples) {
-    const int32_t level = s == 65535 ? 255 : (s - a.raw->lowest) * 255 / span;
-    a.shown.pixels.push_back(static_cast<uint8_t>(level));
+    a.shown.pixels.push_back(s == 65535 ? 255 : static_cast<uint8_t>(s >> shift));
   }
 }
 
@@ -45,7 +46,7 @@ void take_raw(analysis &a, const std::filesystem::path &file, frame f,
   f = upright(std::move(f), settings.transposed);
   const auto width = static_cast<uint32_t>(f.width), height = static_cast<uint32_t>(f.height);
   const bool white_noise = is_mq4xx_white_noise(f.samples.data(), width, height) != 0;
-  a.raw = raw_facts{f.width, f.height, white_noise, 0, 0, 0, !settings.keep_dummy};
+  a.raw = raw_facts{f.width, f.height, white_noise, 0, 0, !settings.keep_dummy};
   if (!settings.keep_dummy) {
     if (f.width < 2 || f.height < 2) {
       throw frame_error(file, "nothing is left without the T dummy; see --keep-dummy");

@@ -66,9 +66,8 @@ struct raw_facts {
   int32_t width;
   int32_t height;
   bool white_noise;
-  int32_t saturated;  // samples of 65535
-  uint16_t lowest;    // of the others; shown as 0
-  uint16_t highest;   // shown as 255, as are saturated samples
+  int32_t saturated;    // samples of 65535
+  int32_t sample_bits;  // that the others need; the upper 8 are shown
   bool dummy_removed;
 };
 

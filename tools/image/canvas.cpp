@@ -12,6 +12,11 @@ canvas::canvas(int32_t width, int32_t height, colour background)
       context_(cairo_create(surface_.get())) {
   set(background);
   cairo_paint(context_.get());
+  // Widths in whole pixels would not scale.
+  cairo_font_options_t *options = cairo_font_options_create();
+  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
+  cairo_set_font_options(context_.get(), options);
+  cairo_font_options_destroy(options);
 }
 
 void canvas::set(colour c) {

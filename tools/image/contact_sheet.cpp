@@ -13,13 +13,16 @@ namespace {
 
 constexpr double kMargin = 24;
 constexpr double kGap = 22;
-constexpr double kSide = 264;  // of a panel's picture
+constexpr double kNarrowest = 264;  // mat under a panel's picture: holds a histogram
+constexpr double kLowest = 200;
+constexpr double kLargestPicture = 340;
+constexpr double kRim = 4;  // of the mat around the picture
 constexpr double kTitle = 24;
 constexpr double kCaption = 42;
 constexpr double kHeader = 92;
+constexpr double kSmall = 11.5;
 constexpr int32_t kColumns = 4;
 constexpr int32_t kRows = 3;
-constexpr double kPanelHeight = kTitle + kSide + kCaption;
 
 constexpr colour kPaper = grey(1);
 constexpr colour kInk = grey(0.12);
@@ -72,18 +75,31 @@ struct legend_entry {
   std::string text;
 };
 
+// Whole pixels where the frame is small enough to be enlarged.
+double scale_for(const frame &f) {
+  const double scale = kLargestPicture / std::max(f.width, f.height);
+  return scale > 1 ? std::floor(scale) : scale;
+}
+
+double mat_side(int32_t pixels, double scale, double least) {
+  return std::max(std::ceil(pixels * scale) + 2 * kRim, least);
+}
+
+// The whole sheet's length for so many panels with margins of their own.
+double across(int32_t panels, double side) {
+  return 2 * kMargin + panels * side + (panels - 1) * kGap;
+}
+
 class sheet {
  public:
   sheet(const analysis &a, const inspect_settings &settings)
       : a_(a),
         settings_(settings),
-        canvas_(static_cast<int32_t>(2 * kMargin + kColumns * kSide + (kColumns - 1) * kGap),
-                static_cast<int32_t>(kHeader + kRows * kPanelHeight + (kRows - 1) * kGap + kMargin),
-                kPaper) {
-    const double width = a.shown.width, height = a.shown.height;
-    scale_ = std::min(kSide / width, kSide / height);
-    if (scale_ > 1) scale_ = std::floor(scale_);
-  }
+        scale_(scale_for(a.shown)),
+        width_(mat_side(a.shown.width, scale_, kNarrowest)),
+        height_(mat_side(a.shown.height, scale_, kLowest)),
+        canvas_(static_cast<int32_t>(across(kColumns, width_)),
+                static_cast<int32_t>(kHeader + across(kRows, panel_height()) - kMargin), kPaper) {}
 
   void draw(const std::string &title) {
     header(title);
@@ -104,40 +120,51 @@ class sheet {
   void write(const std::filesystem::path &file) { canvas_.write_png(file); }
 
  private:
+  double panel_height() const { return kTitle + height_ + kCaption; }
+
   // Begins the next panel: its title and the mat that its picture lies on.
   void begin(const std::string &title) {
     const int32_t column = panels_ % kColumns, row = panels_ / kColumns;
     ++panels_;
-    x_ = kMargin + column * (kSide + kGap);
-    y_ = kHeader + row * (kPanelHeight + kGap);
+    x_ = kMargin + column * (width_ + kGap);
+    y_ = kHeader + row * (panel_height() + kGap);
     canvas_.text(x_, y_ + kTitle - 8, title, 14, kInk, align::kLeft, true);
     y_ += kTitle;
-    canvas_.fill({x_, y_, kSide, kSide}, kMat);
+    canvas_.fill({x_, y_, width_, height_}, kMat);
     const double width = a_.shown.width * scale_, height = a_.shown.height * scale_;
-    picture_ = {x_ + std::floor((kSide - width) / 2), y_ + std::floor((kSide - height) / 2), width,
-                height};
+    picture_ = {x_ + std::floor((width_ - width) / 2), y_ + std::floor((height_ - height) / 2),
+                width, height};
   }
 
   void caption(const std::string &first, const std::string &second = "") {
-    canvas_.text(x_, y_ + kSide + 17, first, 12, kInk, align::kLeft, false, kSide);
-    canvas_.text(x_, y_ + kSide + 34, second, 12, kFaint, align::kLeft, false, kSide);
+    canvas_.text(x_, y_ + height_ + 17, first, kSmall, kInk, align::kLeft, false, width_);
+    canvas_.text(x_, y_ + height_ + 34, second, kSmall, kFaint, align::kLeft, false, width_);
   }
 
-  // As the first line of a caption.
-  void legend(const std::vector<legend_entry> &entries) {
-    constexpr double kSwatch = 10;
+  // As a line of the caption.
+  void legend(const std::vector<legend_entry> &entries, int32_t line = 0) {
+    constexpr double kSwatch = 9, kAfterSwatch = 4, kAfterText = 11;
+    double length = -kAfterText;
+    for (const legend_entry &entry : entries) {
+      length += kSwatch + kAfterSwatch + canvas_.text_width(entry.text, kSmall) + kAfterText;
+    }
+    const double shrink = std::min(1.0, width_ / length);
+    const double base = y_ + height_ + 17 + line * 17;
     double x = x_;
     for (const legend_entry &entry : entries) {
-      canvas_.fill({x, y_ + kSide + 7.5, kSwatch, kSwatch}, entry.c);
-      canvas_.text(x + kSwatch + 5, y_ + kSide + 17, entry.text, 12, kInk);
-      x += kSwatch + 5 + canvas_.text_width(entry.text, 12) + 12;
+      canvas_.fill({x, base - kSwatch, kSwatch * shrink, kSwatch}, entry.c);
+      x += (kSwatch + kAfterSwatch) * shrink;
+      const double width = canvas_.text_width(entry.text, kSmall) * shrink;
+      canvas_.text(x, base, entry.text, kSmall, line == 0 ? kInk : kFaint, align::kLeft, false,
+                   width);
+      x += width + kAfterText * shrink;
     }
   }
 
   // A note in the panel's middle, in place of a picture.
   void instead(const std::string &first, const std::string &second) {
-    canvas_.text(x_ + kSide / 2, y_ + kSide / 2 - 4, first, 13, kFaint, align::kCentre);
-    canvas_.text(x_ + kSide / 2, y_ + kSide / 2 + 15, second, 13, kFaint, align::kCentre);
+    canvas_.text(x_ + width_ / 2, y_ + height_ / 2 - 4, first, 13, kFaint, align::kCentre);
+    canvas_.text(x_ + width_ / 2, y_ + height_ / 2 + 15, second, 13, kFaint, align::kCentre);
   }
 
   template <typename Level>
@@ -173,7 +200,7 @@ class sheet {
   }
 
   void header(const std::string &title) {
-    double right = kMargin + kColumns * kSide + (kColumns - 1) * kGap;
+    double right = across(kColumns, width_) - kMargin;
     if (a_.raw) {
       chip(right, a_.raw->white_noise ? "white noise" : "no white noise",
            a_.raw->white_noise ? kBad : kGood);
@@ -190,10 +217,10 @@ class sheet {
     std::string line = format("%d x %d pixels of 8 bits", a_.shown.width, a_.shown.height);
     if (a_.raw) {
       line = format(
-          "%d x %d samples of 16 bits%s; levels %d to %d are shown as 0 to 255; "
-          "%d saturated (100 inside are white noise)",
+          "%d x %d samples of 16 bits%s; the upper 8 of the %d bits in use; %d saturated "
+          "(white noise from 100)",
           a_.raw->width, a_.raw->height, a_.raw->dummy_removed ? ", shown without the T dummy" : "",
-          a_.raw->lowest, a_.raw->highest, a_.raw->saturated);
+          a_.raw->sample_bits, a_.raw->saturated);
     }
     canvas_.text(kMargin, 70, line, 13, kFaint);
   }
@@ -208,18 +235,23 @@ class sheet {
                        a_.quadrant_means[2], a_.quadrant_means[3]));
   }
 
-  void draw_longest_run() {
+  // A band over marked pixels, from the middle of one area to that of another.
+  void band(pixel_place first, pixel_place last, int32_t thickness, double rim, colour c) {
+    const double middle = thickness / 2.0;
+    const box from = area(first.x + middle, first.y + middle, 0, 0);
+    const box to = area(last.x + middle, last.y + middle, 0, 0);
+    canvas_.line(from.x, from.y, to.x, to.y, thickness * scale_ + 2 * rim, c);
+  }
+
+  // The outline that the marks of clusters and of the longest run are then drawn into.
+  void outline_shapes() {
     const pixel_run &run = a_.longest_run;
-    if (run.length < 2) return;
-    const auto centre = [&](int32_t n) {
-      const box b =
-          area(run.start.x + run.step.x * n + 0.5, run.start.y + run.step.y * n + 0.5, 0, 0);
-      return std::pair(b.x, b.y);
-    };
-    const auto [x1, y1] = centre(0);
-    const auto [x2, y2] = centre(run.length - 1);
-    canvas_.line(x1, y1, x2, y2, std::max(scale_ * 0.5, 3.0), kPaper);
-    canvas_.line(x1, y1, x2, y2, std::max(scale_ * 0.5, 3.0) - 1.5, kHighlight);
+    const int32_t steps = run.length - 1;
+    const pixel_place last = {run.start.x + run.step.x * steps, run.start.y + run.step.y * steps};
+    for (const auto &[rim, c] : {std::pair(3.5, kHighlight), std::pair(1.25, kPaper)}) {
+      for (const pixel_place cluster : a_.clusters) band(cluster, cluster, 2, rim, c);
+      if (steps > 0) band(run.start, last, 1, rim, c);
+    }
   }
 
   void marks_panel() {
@@ -231,24 +263,23 @@ class sheet {
     }
     const image_eval_record &e = *a_.evaluation;
     pale_picture();
+    outline_shapes();
     for (size_t i = 0; i < a_.shown.pixels.size(); ++i) {
       const uint8_t mark = e.mark_map[i];
       if (mark == 0) continue;
       const box b = pixel(i);
       if (mark & MARK_DEVIATION) canvas_.fill(b, kDeviation);
-      // A second kind leaves a rim of the first.
-      const double rim = mark & MARK_DEVIATION ? scale_ * 0.22 : 0;
-      const box inner = {b.x + rim, b.y + rim, b.width - 2 * rim, b.height - 2 * rim};
+      // A second kind leaves the upper half.
+      const double left = mark & MARK_DEVIATION ? b.height / 2 : 0;
+      const box inner = {b.x, b.y + left, b.width, b.height - left};
       if (mark & MARK_LOW) canvas_.fill(inner, kLow);
       if (mark & MARK_HIGH) canvas_.fill(inner, kHigh);
     }
-    for (const pixel_place c : a_.clusters) canvas_.frame(area(c.x, c.y, 2, 2), 1, kHighlight);
-    draw_longest_run();
     legend({{kHigh, format("high %d", e.high_count)},
             {kLow, format("low %d", e.low_count)},
             {kDeviation, format("deviating %d", e.deviation_count)},
             {kHighlight, format("run %d", e.max_run)}});
-    caption("", format("high > %d, low < %d, deviation > %d; %zu marked 2 x 2", e.high_threshold,
+    caption("", format("high > %d, low < %d, deviation > %d; %zu clusters", e.high_threshold,
                        e.low_threshold, e.deviation_threshold, a_.clusters.size()));
   }
 
@@ -269,7 +300,7 @@ class sheet {
          [&](double i, double first, double length) { return area(i, first, 1, length); });
     legend({{kDarkRow, format("rows %d", a_.dark_rows.qualifying)},
             {kDarkColumn, format("columns %d", a_.dark_columns.qualifying)}});
-    caption("", format("longest streaks %d and %d (water from 21): ", a_.dark_rows.longest_streak,
+    caption("", format("longest streaks %d, %d (water from 21): ", a_.dark_rows.longest_streak,
                        a_.dark_columns.longest_streak) +
                     (a_.water ? "water" : "none"));
   }
@@ -277,13 +308,11 @@ class sheet {
   void otsu_panel() {
     begin("Otsu split");
     picture([&](size_t i) {
-      return packed(a_.shown.pixels[i] <= a_.otsu_threshold ? grey(0.15) : grey(0.97));
+      return packed(a_.shown.pixels[i] <= a_.otsu_threshold ? grey(0.15) : grey(0.82));
     });
-    legend({{grey(0.15), format("low %u, mean %.1f", a_.otsu_low_count, a_.otsu_low_mean)}});
-    canvas_.text(x_ + kSide, y_ + kSide + 17,
-                 format("high %u, mean %.1f", a_.otsu_high_count, a_.otsu_high_mean), 12, kInk,
-                 align::kRight);
-    caption("", format("threshold %d", a_.otsu_threshold));
+    legend({{grey(0.15), format("%u of at most %d, mean %.1f", a_.otsu_low_count, a_.otsu_threshold,
+                                a_.otsu_low_mean)}});
+    legend({{grey(0.82), format("%u above, mean %.1f", a_.otsu_high_count, a_.otsu_high_mean)}}, 1);
   }
 
   void block_panel(const std::string &title, const std::vector<uint8_t> &values, bool heat_map) {
@@ -320,13 +349,13 @@ class sheet {
 
   // Beside the title.
   void heat_scale() {
-    constexpr double kLength = 64;
-    const double x = x_ + kSide - kLength - 26, y = y_ - 17;
+    constexpr double kLength = 44;
+    const double x = x_ + width_ - kLength - 26, y = y_ - 17;
     for (int32_t i = 0; i < static_cast<int32_t>(kLength); ++i) {
       canvas_.fill({x + i, y, 1, 9}, heat(i / (kLength - 1)));
     }
     canvas_.text(x - 4, y + 8.5, "0", 11, kFaint, align::kRight);
-    canvas_.text(x_ + kSide, y + 8.5, "255", 11, kFaint, align::kRight);
+    canvas_.text(x_ + width_, y + 8.5, "255", 11, kFaint, align::kRight);
   }
 
   void median_panel() {
@@ -360,7 +389,7 @@ class sheet {
   }
 
   void equalised_white_panel() {
-    begin(format("Equalised below the brightest %d %%", settings_.white_percent));
+    begin(format("Equalised, top %d %% kept", settings_.white_percent));
     picture(a_.equalised_white);
     caption(format("%d grey levels", levels_in(a_.equalised_white)),
             format("of %d in the frame", levels_in(a_.shown.pixels)));
@@ -385,8 +414,8 @@ class sheet {
     begin(title);
     const std::vector<int32_t> counts = counts_of(pixels);
     const int32_t most = *std::max_element(counts.begin(), counts.end());
-    const double left = x_ + (kSide - 256) / 2, bottom = y_ + kSide - kFoot;
-    const double height = kSide - kFoot - 8;
+    const double left = x_ + (width_ - 256) / 2, bottom = y_ + height_ - kFoot;
+    const double height = height_ - kFoot - 8;
     for (size_t level = 0; level < counts.size(); ++level) {
       const double bar = height * std::sqrt(static_cast<double>(counts[level]) / most);
       canvas_.fill({left + static_cast<double>(level), bottom - bar, 1, bar}, grey(0.3));
@@ -398,7 +427,7 @@ class sheet {
       canvas_.text(left + tick + (tick == 255 ? 1 : 0), bottom + 15, format("%d", tick), 10, kInk,
                    where);
     }
-    const std::string scale = format("heights are square roots; fullest level %d pixels", most);
+    const std::string scale = format("square root scale; highest bar %d pixels", most);
     if (!with_limits) {
       caption(scale);
       return;
@@ -416,8 +445,10 @@ class sheet {
 
   const analysis &a_;
   const inspect_settings &settings_;
+  const double scale_;  // from the frame's pixels to the picture's
+  const double width_;  // of the mat
+  const double height_;
   canvas canvas_;
-  double scale_;          // from the frame's pixels to the picture's
   int32_t panels_ = 0;    // begun so far
   double x_ = 0, y_ = 0;  // of the current panel's mat
   box picture_{};
