@@ -52,8 +52,11 @@ class progress {
 void prepare_folder(const std::string &out) {
   if (out.empty()) return;
   std::error_code error;
-  fs::create_directory(out, error);
-  if (!error && !fs::is_directory(out)) error = std::make_error_code(std::errc::not_a_directory);
+  if (!fs::exists(out, error)) {
+    fs::create_directory(out, error);
+  } else if (!fs::is_directory(out, error)) {
+    error = std::make_error_code(std::errc::not_a_directory);
+  }
   if (!error && access(out.c_str(), W_OK | X_OK) != 0) {
     error = std::error_code(errno, std::generic_category());
   }
