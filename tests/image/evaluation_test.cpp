@@ -124,8 +124,8 @@ TEST_F(Evaluation, ThresholdsFarOutsideTheLevels) {
 
 TEST_F(Evaluation, PixelsOnTheThresholdsAreNotMarked) {
   // Mean 100.
-  const image_eval_record record =
-      evaluate({kAllChecks & ~uint32_t{EVAL_SPREAD_LOW}, 130, 70, 30, 1}, {5, 1}, {130, 70, 131, 69, 100});
+  const image_eval_record record = evaluate(
+      {kAllChecks & ~uint32_t{EVAL_SPREAD_LOW}, 130, 70, 30, 1}, {5, 1}, {130, 70, 131, 69, 100});
   EXPECT_EQ(record.mean, 100);
   EXPECT_THAT(std::vector<uint8_t>(record.mark_map, record.mark_map + 5),
               testing::ElementsAre(0, 0, MARK_HIGH | MARK_DEVIATION, MARK_LOW | MARK_DEVIATION, 0));
