@@ -37,7 +37,7 @@ void show_samples(analysis &a, const std::vector<uint16_t> &samples) {
   const int32_t shift = a.raw->sample_bits - 8;
   a.shown.pixels.reserve(samples.size());
   for (const uint16_t s : samples) {
-    a.shown.pixels.push_back(s == 65535 ? 255 : static_cast<uint8_t>(s >> shift));
+    a.shown.pixels.push_back(static_cast<uint8_t>(s == 65535 ? 255 : s >> shift));
   }
 }
 
