@@ -1,6 +1,5 @@
-/* Runs the normal-scan sensor test. In the place of a secure side the callback answers itself: it
- * asks for a reset and then finishes with a text. The argument is the folder of the result files.
- */
+/* Runs the normal-scan sensor test with a callback that answers in the secure side's place: it asks
+ * for a reset, then finishes with a text. The argument is the folder of the result files. */
 #include <stdio.h>
 #include <string.h>
 

@@ -2,8 +2,9 @@
  * Logging calls: one line to the Android system log each.
  *
  * Both keep no state and may be called from any thread. file (base name of the source file),
- * function and line name the place of the call for the caller's convenience; they are not printed
- * and may be null. A null format writes nothing. A message is cut to its first 1023 characters.
+ * function and line name the place of the call for the caller's convenience; they are not printed,
+ * and file and function may be null. A null format writes nothing. A message is cut to its first
+ * 1023 characters.
  */
 #ifndef ORVA_FP_LOG_H
 #define ORVA_FP_LOG_H

@@ -79,8 +79,8 @@ typedef int32_t (*sensor_test_request_fn)(void *context, uint32_t command,
 
 /** Runs one script to its end and returns its status.
  *
- * script_id: ORVA_SCRIPT_*; any other value only clears the data file, opens and clocks the
- *   driver, and returns FP_OK.
+ * script_id: ORVA_SCRIPT_*; with any other value the run only deletes the data file and opens
+ *   and clocks the driver, and nothing is requested.
  * options: printed in a log line, without further effect. unused_3, unused_4, unused_7, unused_8:
  *   ignored.
  * pfnCustomRequest, pRequestContext: the callback and its first argument. Choice of ours: a null
@@ -104,9 +104,9 @@ typedef int32_t (*sensor_test_request_fn)(void *context, uint32_t command,
  * result_text. A failed save is logged and changes nothing else. Every known script deletes its
  * family's log (SNR1 that of SNR2) and the data file at its start.
  *
- * Choices of ours, each with an error line in the log:
- * - A folder path whose files do not fit 255 characters is never used cut: nothing is deleted or
- *   created, and the saves fail with ENAMETOOLONG. The run goes on.
+ * Choices of ours, the first three with an error line in the log:
+ * - A file whose path does not fit 255 characters is never taken by a cut path: it is neither
+ *   deleted nor created, and its save fails with ENAMETOOLONG. The run goes on.
  * - data_len above 512000 saves the 512000 bytes that exist.
  * - result_text is read for its 2048 bytes at most. What does not fit the log's 1023 characters
  *   (992 beside a date) is cut off, never within a UTF-8 character.
