@@ -105,8 +105,8 @@ typedef int32_t (*sensor_test_request_fn)(void *context, uint32_t command,
  * family's log (SNR1 that of SNR2) and the data file at its start.
  *
  * Choices of ours, the first three with an error line in the log:
- * - A file whose path does not fit 255 characters is never taken by a cut path: it is neither
- *   deleted nor created, and its save fails with ENAMETOOLONG. The run goes on.
+ * - A file whose path does not fit 255 characters is left alone: it is neither deleted nor
+ *   created, and its save fails with ENAMETOOLONG. The run goes on.
  * - data_len above 512000 saves the 512000 bytes that exist.
  * - result_text is read for its 2048 bytes at most. What does not fit the log's 1023 characters
  *   (992 beside a date) is cut off, never within a UTF-8 character.
