@@ -57,10 +57,10 @@ void sort_row(const uint8_t *row, size_t width, size_t start, size_t count, trip
     out.set(last, orva::sort_triple(row[width - 2], row[width - 1], row[width - 1]));
   }
   if (last <= first) return;
-  const uint8_t *centre = row + start + first;
+  const uint8_t *left = row + start + first - 1;
   orva::for_lane_blocks(last - first, [&](size_t offset, auto block) {
     for (size_t i = offset; i < offset + block; ++i) {
-      out.set(first + i, orva::sort_triple(centre[i - 1], centre[i], centre[i + 1]));
+      out.set(first + i, orva::sort_triple(left[i], left[i + 1], left[i + 2]));
     }
   });
 }

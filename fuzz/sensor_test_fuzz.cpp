@@ -19,15 +19,15 @@ int next_descriptor() {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const support::temp_folder folder;
-  static const int first_descriptor = next_descriptor();
   fuzz::input in(data, size);
   const support::session_plan session =
       support::make_session([&](uint32_t bound) { return in.below(bound); });
+  const int before = next_descriptor();
   {
     support::session_player player(folder.path());
     const std::string difference = player.play(session);
     fuzz::expect(difference.empty(), "sensor test", difference.c_str());
   }
-  fuzz::expect(next_descriptor() == first_descriptor, "sensor test", "a descriptor is left open");
+  fuzz::expect(next_descriptor() == before, "sensor test", "a descriptor is left open");
   return 0;
 }

@@ -112,13 +112,13 @@ TEST_F(Blocks, CountLeftAtFour_SelectsQuadrants) {
 
 // The library beside the simple form over one image, with and without a mask.
 void compare(const guarded_buffer<uint8_t> &image, const uint8_t *mask, frame_size size,
-             uint8_t side, uint32_t mode) {
+             uint8_t side, uint32_t mode, guard end) {
   g_img_alg_sd = {size.width, size.height};
   const auto blocks = [side](int32_t length) {
     return side == 0 ? size_t{0} : static_cast<size_t>(length / side);
   };
   const size_t room = mode == kQuadrants ? 4 : blocks(size.width) * blocks(size.height);
-  guarded_buffer<uint8_t> values(room);
+  guarded_buffer<uint8_t> values(room, end);
   guarded_buffer<uint8_t> expected(room);
   uint32_t count = mode;
   uint32_t expected_count = mode;
@@ -150,12 +150,12 @@ TEST_F(Blocks, Frames_LikeTheSimpleForm) {
       const guarded_buffer<uint8_t> mask(support::make_mask(size, seed), end);
       // A block of one pixel has no range, and tens of thousands of them take the simple form long.
       if (side > 1 || size.pixels() < 100) {
-        compare(image, nullptr, size, side, kBlocks);
-        compare(image, mask.data(), size, side, kBlocks);
+        compare(image, nullptr, size, side, kBlocks, end);
+        compare(image, mask.data(), size, side, kBlocks, end);
       }
       if (side == 1) {
-        compare(image, nullptr, size, side, kQuadrants);
-        compare(image, mask.data(), size, side, kQuadrants);
+        compare(image, nullptr, size, side, kQuadrants, end);
+        compare(image, mask.data(), size, side, kQuadrants, end);
       }
     }
   }

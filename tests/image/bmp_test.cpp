@@ -8,6 +8,7 @@
 
 namespace {
 
+using support::guard;
 using support::guarded_buffer;
 
 constexpr size_t kHeaderEnd = 26;
@@ -35,8 +36,9 @@ TEST(Bmp, RowsWithoutTheirFillBytesAtAnyAlignment) {
   for (const uint32_t pixel_offset : {26u, 27u, 1078u}) {
     for (const int32_t width : {1, 2, 3, 4, 5, 8, 31, 33}) {
       const size_t count = static_cast<size_t>(width) * 3;
-      const guarded_buffer<uint8_t> file(make_bmp(pixel_offset, width, 3));
-      guarded_buffer<uint8_t> dst(count);
+      const guard side = pixel_offset % 2 == 0 ? guard::kEnd : guard::kStart;
+      const guarded_buffer<uint8_t> file(make_bmp(pixel_offset, width, 3), side);
+      guarded_buffer<uint8_t> dst(count, side);
       int32_t reported_width = 0;
       int32_t reported_height = 0;
       EXPECT_EQ(get_raw_data_from_bmp(file.data(), dst.data(), &reported_width, &reported_height),

@@ -85,8 +85,10 @@ TEST_F(Evaluation, MatchesSimpleForm) {
     g_img_alg_sd = {size.width, size.height};
     for (const support::pattern kind : support::kPatterns) {
       const std::vector<uint8_t> frame = support::make_frame(kind, size, 11);
-      const support::guarded_buffer<uint8_t> image(frame);
+      const support::guarded_buffer<uint8_t> images[] = {{frame, guard::kEnd},
+                                                         {frame, guard::kStart}};
       for (const checks &c : kCases) {
+        const auto &image = images[(&c - kCases) % 2];
         image_eval_record expected = make_record(c, image.data());
         support::guarded_buffer<image_eval_record> record({&expected, 1});
         image_eval_record *actual = record.data();

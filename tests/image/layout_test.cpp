@@ -80,7 +80,7 @@ TEST(ImagesFlips, EveryModeAndCount) {
         std::vector<uint8_t> expected = original;
         simple::images_flips(expected.data(), size.width, size.height, count,
                              static_cast<uint8_t>(mode));
-        guarded_buffer<uint8_t> frames(original);
+        guarded_buffer<uint8_t> frames(original, mode < 4 ? guard::kEnd : guard::kStart);
         images_flips(frames.data(), size.width, size.height, count, static_cast<uint8_t>(mode));
         ASSERT_TRUE(std::equal(expected.begin(), expected.end(), frames.data()))
             << size.width << " x " << size.height << " mode " << mode << " count " << count;
@@ -113,28 +113,32 @@ std::vector<uint16_t> samples_of(frame_size size) {
   return samples;
 }
 
+void compare_dummy_removal(frame_size size, guard side) {
+  const auto [width, height] = size;
+  const size_t stripped = static_cast<size_t>(width - 1) * static_cast<size_t>(height - 1);
+  const guarded_buffer<uint16_t> src(samples_of(size), side);
+  std::vector<uint16_t> expected(size.pixels());
+
+  guarded_buffer<uint16_t> removed(stripped, side);
+  simple::remove_T_dummy(src.data(), width, height, expected.data());
+  remove_T_dummy(src.data(), width, height, removed.data());
+  ASSERT_TRUE(std::equal(removed.data(), removed.data() + stripped, expected.begin()));
+  ASSERT_TRUE(removed.red_zone_intact());
+
+  for (const int32_t keep : {0, 1}) {
+    const size_t count = keep != 0 ? size.pixels() : stripped;
+    guarded_buffer<uint16_t> dst(count, side);
+    simple::transpose_remove_T_dummy(src.data(), width, height, keep, expected.data());
+    transpose_remove_T_dummy(src.data(), width, height, keep, dst.data());
+    ASSERT_TRUE(std::equal(dst.data(), dst.data() + count, expected.begin()))
+        << width << " x " << height << " keep " << keep;
+    ASSERT_TRUE(dst.red_zone_intact());
+  }
+}
+
 TEST(DummyRemoval, AgreesWithTheSimpleForms) {
   for (const frame_size size : layout_sizes()) {
-    const auto [width, height] = size;
-    const size_t stripped = static_cast<size_t>(width - 1) * static_cast<size_t>(height - 1);
-    const guarded_buffer<uint16_t> src(samples_of(size));
-    std::vector<uint16_t> expected(size.pixels());
-
-    guarded_buffer<uint16_t> removed(stripped);
-    simple::remove_T_dummy(src.data(), width, height, expected.data());
-    remove_T_dummy(src.data(), width, height, removed.data());
-    ASSERT_TRUE(std::equal(removed.data(), removed.data() + stripped, expected.begin()));
-    ASSERT_TRUE(removed.red_zone_intact());
-
-    for (const int32_t keep : {0, 1}) {
-      const size_t count = keep != 0 ? size.pixels() : stripped;
-      guarded_buffer<uint16_t> dst(count);
-      simple::transpose_remove_T_dummy(src.data(), width, height, keep, expected.data());
-      transpose_remove_T_dummy(src.data(), width, height, keep, dst.data());
-      ASSERT_TRUE(std::equal(dst.data(), dst.data() + count, expected.begin()))
-          << width << " x " << height << " keep " << keep;
-      ASSERT_TRUE(dst.red_zone_intact());
-    }
+    for (const guard side : {guard::kEnd, guard::kStart}) compare_dummy_removal(size, side);
   }
 }
 

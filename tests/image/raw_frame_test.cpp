@@ -61,12 +61,14 @@ TEST(WhiteNoise, AgreesWithTheSimpleForm) {
     // About 100 saturated samples, now more, now fewer.
     const uint32_t odds = static_cast<uint32_t>(size.pixels() / 100 + 1);
     for (uint16_t &v : samples) v = random.below(odds) == 0 ? 65535 : random.byte();
-    const guarded_buffer<uint16_t> frame(samples);
     const uint32_t width = static_cast<uint32_t>(size.width);
     const uint32_t height = static_cast<uint32_t>(size.height);
-    EXPECT_EQ(is_mq4xx_white_noise(frame.data(), width, height),
-              simple::is_mq4xx_white_noise(frame.data(), width, height))
-        << width << " x " << height;
+    for (const guard side : {guard::kEnd, guard::kStart}) {
+      const guarded_buffer<uint16_t> frame(samples, side);
+      EXPECT_EQ(is_mq4xx_white_noise(frame.data(), width, height),
+                simple::is_mq4xx_white_noise(frame.data(), width, height))
+          << width << " x " << height;
+    }
   }
 }
 
@@ -82,11 +84,14 @@ TEST(ImageCenterMean, RefusesASquareLargerThanTheImage) {
 
 TEST(ImageCenterMean, AgreesWithTheSimpleForm) {
   for (const frame_size size : support::frame_sizes()) {
-    const guarded_buffer<uint8_t> image(support::make_frame(support::pattern::kRandom, size, 1));
-    for (int32_t side = std::min(size.width, size.height); side > 0; side -= side / 7 + 1) {
-      EXPECT_EQ(image_center_mean(image.data(), size.width, size.height, side),
-                simple::image_center_mean(image.data(), size.width, size.height, side))
-          << size.width << " x " << size.height << ' ' << side;
+    const std::vector<uint8_t> frame = support::make_frame(support::pattern::kRandom, size, 1);
+    for (const guard end : {guard::kEnd, guard::kStart}) {
+      const guarded_buffer<uint8_t> image(frame, end);
+      for (int32_t side = std::min(size.width, size.height); side > 0; side -= side / 7 + 1) {
+        EXPECT_EQ(image_center_mean(image.data(), size.width, size.height, side),
+                  simple::image_center_mean(image.data(), size.width, size.height, side))
+            << size.width << " x " << size.height << ' ' << side;
+      }
     }
   }
 }

@@ -101,7 +101,10 @@ TEST(CalculateSd, KeepsTheOrderOfAdditions) {
     for (int32_t i = 0; i < count; ++i) {
       values.push_back(std::ldexp(static_cast<double>(random.next()), random.byte() - 128));
     }
-    EXPECT_EQ(calculate_sd(values.data(), count), simple::calculate_sd(values.data(), count));
+    for (const guard side : {guard::kEnd, guard::kStart}) {
+      const guarded_buffer<double> numbers(std::span<const double>(values), side);
+      EXPECT_EQ(calculate_sd(numbers.data(), count), simple::calculate_sd(values.data(), count));
+    }
   }
 }
 

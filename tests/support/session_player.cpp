@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <poll.h>
 #include <unistd.h>
 
@@ -59,9 +60,10 @@ constexpr const char *kFiles[] = {kNormalScanLog, kSnrLog, kDataFile};
 std::map<std::string, std::string> files_of(const std::string &folder) {
   std::map<std::string, std::string> files;
   for (const char *name : kFiles) {
-    FILE *file = fopen64((folder + "/" + name).c_str(), "rb");
+    const std::string path = folder + "/" + name;
+    FILE *file = fopen64(path.c_str(), "rb");
     if (file == nullptr) continue;
-    std::string contents(SENSOR_TEST_DATA_SIZE + 1, '\0');
+    std::string contents(std::filesystem::file_size(path), '\0');
     contents.resize(fread(contents.data(), 1, contents.size(), file));
     fclose(file);
     files[name] = contents;
