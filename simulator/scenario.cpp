@@ -62,8 +62,8 @@ std::vector<uint8_t> fill_bytes(const json_value &at) {
   return std::vector<uint8_t>(size, value);
 }
 
-std::vector<uint8_t> frame_bytes(const json_value &at) {
-  uint32_t width = 0, height = 0, seed = 0;
+std::vector<uint8_t> frame_bytes(const json_value &at, frame_shape &shape) {
+  uint32_t seed = 0;
   const auto side = [](uint32_t &to) {
     return [&to](const json_value &v) {
       to = static_cast<uint32_t>(v.whole(1, SENSOR_TEST_DATA_SIZE));
@@ -73,11 +73,11 @@ std::vector<uint8_t> frame_bytes(const json_value &at) {
               [](const json_value &v) {
                 if (v.text(kLongestPath) != "ridges") v.fail("unknown frame, not \"ridges\"");
               }},
-             {"width", kRequired, side(width)},
-             {"height", kRequired, side(height)},
+             {"width", kRequired, side(shape.width)},
+             {"height", kRequired, side(shape.height)},
              {"seed", kRequired, [&](const json_value &v) { seed = v.whole<uint32_t>(); }}});
-  if (uint64_t{width} * height > SENSOR_TEST_DATA_SIZE) at.fail(kDataTooLarge);
-  return ridge_frame(width, height, seed);
+  if (uint64_t{shape.width} * shape.height > SENSOR_TEST_DATA_SIZE) at.fail(kDataTooLarge);
+  return ridge_frame(shape.width, shape.height, seed);
 }
 
 std::vector<uint8_t> file_bytes(const json_value &at, const std::filesystem::path &folder) {
@@ -91,11 +91,12 @@ std::vector<uint8_t> file_bytes(const json_value &at, const std::filesystem::pat
   return {bytes->begin(), bytes->end()};
 }
 
-std::vector<uint8_t> read_data(const json_value &at, const std::filesystem::path &folder) {
+std::vector<uint8_t> read_data(const json_value &at, const std::filesystem::path &folder,
+                               frame_shape &shape) {
   if (at.has("hex")) return hex_bytes(at);
   if (at.has("fill")) return fill_bytes(at);
   if (at.has("file")) return file_bytes(at, folder);
-  if (at.has("frame")) return frame_bytes(at);
+  if (at.has("frame")) return frame_bytes(at, shape);
   at.fail("must be an object with \"hex\", \"fill\", \"file\" or \"frame\"");
 }
 
@@ -168,7 +169,8 @@ exchange_step read_step(const json_value &at, const std::filesystem::path &folde
           step.result = name_or_number<uint32_t>(v, "action", find_action);
         }},
        {"text", kOptional, [&](const json_value &v) { step.text = v.text(SENSOR_TEST_TEXT_SIZE); }},
-       {"data", kOptional, [&](const json_value &v) { step.data = read_data(v, folder); }},
+       {"data", kOptional,
+        [&](const json_value &v) { step.data = read_data(v, folder, step.frame); }},
        {"data_len", kOptional, [&](const json_value &v) { step.data_len = v.whole<int32_t>(); }},
        {"reply_size", kOptional,
         [&](const json_value &v) { step.reply_size = v.whole<uint32_t>(); }},

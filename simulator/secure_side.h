@@ -13,11 +13,18 @@
 
 namespace simulator {
 
+// Size of an 8-bit frame in pixels; 0 x 0 where there is none.
+struct frame_shape {
+  uint32_t width = 0;
+  uint32_t height = 0;
+};
+
 // What the secure side does with one request.
 struct exchange_step {
   uint32_t result = ORVA_TEST_FINISH;  // action or end code of the reply
   std::optional<std::string> text;     // result_text with its NUL; as it was where not given
   std::vector<uint8_t> data;           // goes into the data block
+  frame_shape frame;                   // of data, where it is a frame
   std::optional<int32_t> data_len;     // data's size where not given
   std::optional<int32_t> interrupt;    // interrupt_triggered that the request must carry
   std::optional<uint32_t> reply_size;  // stored through the request's reply_size

@@ -308,15 +308,27 @@ TEST_F(Tool, SensorTestShowsEachEventAndTheResults) {
        {"normal-scan-pass: ", "command         power       len=1", "exchange 1      ",
         "-> power-off-on\n", "request         eb 03 00 00 00 00 00 00 01 00 00 00\n",
         "power       len=0", "exchange 2", "-> reset\n", "command         reset",
-        "record          00 00 00", "-> finish, text 264 bytes, data_len 25600\n",
+        "record          00 00 00", "-> finish, text 264 bytes, data_len 4408\n",
         "status          FP_OK (0)\n", "out/orva_sensor_test_NS.log, 295 bytes\n",
-        "| Date: ", "| RESULT          : PASS\n", "out/fp_data.bin, 25600 bytes\n",
+        "| Date: ", "| RESULT          : PASS\n", "out/fp_data.bin, 4408 bytes\n",
         "5 exchanges, 10 commands\n"}) {
     const size_t found = got.out.find(part, at);
     ASSERT_NE(found, std::string::npos) << part << "\nis missing in its place in\n" << got.out;
     at = found;
   }
   EXPECT_THAT(got.out, testing::Not(HasSubstr("\033"))) << "colour in a pipe";
+}
+
+TEST_F(Tool, InspectGoesOnToTheContactSheet) {
+  const outcome refused = run(sensor_test("1001", shipped("snr1-pass")) + " --inspect");
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.error, "orva-fp: scenario snr1-pass ends without a frame to inspect\n");
+#ifdef ORVA_TEST_INSPECT
+  const outcome got = run(sensor_test("1000", shipped("normal-scan-pass")) + " --inspect");
+  EXPECT_EQ(got.status, 0);
+  EXPECT_THAT(got.out, HasSubstr("out/fp_data.bin     58      76     8"));
+  EXPECT_GT(fs::file_size(folder / "out" / "fp_data.bin.sheet.png"), 1000u);
+#endif
 }
 
 TEST_F(Tool, FailingStatusIsNamed) {

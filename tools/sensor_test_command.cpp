@@ -13,6 +13,9 @@
 #include "simulator/libc_front.h"
 #include "tools/commands.h"
 #include "tools/trace.h"
+#ifdef ORVA_FP_IMAGE_COMMAND
+#include "tools/image/inspect.h"
+#endif
 
 namespace tools {
 
@@ -31,7 +34,8 @@ Exit status:
   2  bad arguments, or the scenario is not meant for the script
   3  the scenario cannot be read
   4  the output folder cannot be written
-  5  something unexpected was sent, or the scenario was not played to its end)";
+  5  something unexpected was sent, or the scenario was not played to its end
+  6, 7  with --inspect: as orva-fp image inspect)";
 
 // With its files' names, a longer folder does not fit the library's paths.
 constexpr size_t kLongestFolder = 230;
@@ -42,6 +46,7 @@ struct options {
   std::string out;
   bool simulate = false;
   bool verbose = false;
+  bool inspect = false;
 };
 
 bool is_snr1(int32_t script) {
@@ -90,8 +95,36 @@ std::string missing_files(const options &o, const simulator::exchange_step *last
   return data_len > 0 && !fs::is_regular_file(data_file(o)) ? data_file(o).string() : "";
 }
 
+// The frame that the last step of the scenario sends, which is what the data file then holds.
+simulator::frame_shape last_frame(const simulator::scenario &scenario) {
+  return scenario.steps.empty() ? simulator::frame_shape{} : scenario.steps.back().frame;
+}
+
+// Goes on to the contact sheet of the data file.
+exit_status inspect_data(const options &o, [[maybe_unused]] simulator::frame_shape shape) {
+  if (!o.inspect) return kPass;
+#ifdef ORVA_FP_IMAGE_COMMAND
+  fflush(stdout);
+  inspect_job job;
+  job.files = {data_file(o).string()};
+  job.out = o.out;
+  job.settings.layout = {.width = static_cast<int32_t>(shape.width),
+                         .height = static_cast<int32_t>(shape.height),
+                         .bits = 8};
+  const exit_status status = inspect(job);
+  if (status != kBadFrame) printf("contact sheet: %s.sheet.png\n", data_file(o).c_str());
+  return status;
+#else
+  throw command_error(kBadUsage, "--inspect: this build has no image sub-command");
+#endif
+}
+
 exit_status run(const options &o) {
   const simulator::scenario scenario = simulator::load_scenario(o.scenario);
+  if (o.inspect && last_frame(scenario).width == 0) {
+    throw command_error(kBadUsage,
+                        "scenario " + scenario.name + " ends without a frame to inspect");
+  }
   if (!scenario.is_meant_for(o.script)) {
     throw command_error(kBadUsage, "scenario " + scenario.name + " is not meant for script " +
                                        std::to_string(o.script));
@@ -132,7 +165,7 @@ exit_status run(const options &o) {
   const std::string missing =
       missing_files(o, scenario.steps.empty() ? nullptr : &scenario.steps.back());
   if (!missing.empty()) throw command_error(kBadOutput, missing + " was not written");
-  return kPass;
+  return inspect_data(o, last_frame(scenario));
 }
 
 }  // namespace
@@ -154,6 +187,9 @@ void add_sensor_test_command(CLI::App &app, exit_status &result) {
   command->add_flag("--simulate", o->simulate,
                     "Simulate the scenario's sensor instead of driving /dev/ovfp0");
   command->add_flag("--verbose", o->verbose, "Show the bytes of every request and command record");
+  command->add_flag(
+      "--inspect", o->inspect,
+      "Then measure the frame in the data file and draw its contact sheet into --out");
   command->callback([o, &result] { result = run(*o); });
 }
 
