@@ -4,6 +4,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -226,6 +227,15 @@ TEST(Memory, FreshBlocksHold0x7F) {
   EXPECT_EQ(sys_get_heap_size(), 0u);
 }
 
+TEST(Memory, BlocksAreFreed) {
+  const size_t before = mallinfo2().uordblks;
+  void *block = sys_realloc_no_keep(sys_alloc(0, 2000), 3000);
+  const size_t between = mallinfo2().uordblks;
+  sys_free(block);
+  EXPECT_EQ(mallinfo2().uordblks, before);
+  EXPECT_LT(between, before + 2000 + 3000);
+}
+
 TEST(Memory, FillAndCopy) {
   char bytes[9] = "abcdefgh";
   EXPECT_EQ(sys_memset(bytes, 0x1FF, 2), bytes);
@@ -238,6 +248,9 @@ TEST(Memory, FillAndCopy) {
             "cdefghh");
   EXPECT_EQ(sys_memcpy(bytes, bytes + 4, 3), bytes);
   EXPECT_EQ(std::string(bytes), "fghefghh");
+  sys_memcpy(bytes, bytes + 3, 1);
+  sys_memmove(bytes + 1, bytes + 3, 1);
+  EXPECT_EQ(std::string(bytes), "eehefghh");
   EXPECT_EQ(INIT_FULL_MEMORY(bytes, 1), bytes);
   EXPECT_EQ(sys_memclear(bytes + 1, 1), bytes + 1);
   EXPECT_EQ(std::string(bytes, 3), std::string("\x7F\0h", 3));

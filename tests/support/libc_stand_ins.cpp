@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <poll.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -48,6 +49,12 @@ extern "C" int usleep(useconds_t us) {
   const timespec pause = {static_cast<time_t>(us / 1000000),
                           static_cast<long>(us % 1000000) * 1000};
   return nanosleep(&pause, nullptr);
+}
+
+extern "C" int poll(pollfd *entries, nfds_t count, int limit_ms) {
+  support::libc().poll_limit_ms = limit_ms;
+  const timespec limit = {limit_ms / 1000, static_cast<long>(limit_ms % 1000) * 1000000};
+  return ppoll(entries, count, limit_ms < 0 ? nullptr : &limit, nullptr);
 }
 
 extern "C" int remove(const char *path) {

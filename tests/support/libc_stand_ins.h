@@ -22,6 +22,7 @@ struct libc_script {
   int fopen_error = 0;                // its error number
   FILE *(*opened)() = nullptr;        // makes the stream that fopen hands out
   std::optional<timespec> monotonic;  // what clock_gettime returns for CLOCK_MONOTONIC
+  std::optional<int> poll_limit_ms;   // set by poll
 };
 
 // The script in force; assign to it to change it.
