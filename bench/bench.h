@@ -29,7 +29,7 @@ struct row {
   support::frame_size size;
   size_t bytes;  // read or written once, the basis of bytes per second and of the ceiling
   ceiling sweep;
-  std::function<void()> library;
+  std::function<void()> fast;
   std::function<void()> simple;
   std::function<void()> peer;  // empty where the peer has no such operation
 };

@@ -64,7 +64,7 @@ void register_rows() {
             state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(bytes));
           });
     };
-    add_form("library", r.library);
+    add_form("library", r.fast);
     add_form("simple", r.simple);
     add_form("peer", r.peer);
     const size_t bytes = r.bytes;

@@ -27,7 +27,7 @@ void invert_matrix(cv::Mat &frame) { cv::bitwise_not(frame, frame); }
 
 struct in_place_case {
   const char *function;
-  form library;
+  form fast;
   form simple;
 #ifdef ORVA_BENCH_OPENCV
   void (*peer)(cv::Mat &);
@@ -56,7 +56,7 @@ void add_in_place(const in_place_case &c, support::frame_size size) {
         size,
         frame->size(),
         ceiling::kCopy,
-        [=] { c.library(frame->data(), size.width, size.height); },
+        [=] { c.fast(frame->data(), size.width, size.height); },
         [=] { c.simple(frame->data(), size.width, size.height); },
         {}};
 #ifdef ORVA_BENCH_OPENCV
@@ -65,7 +65,7 @@ void add_in_place(const in_place_case &c, support::frame_size size) {
     c.peer(matrix);
   };
   std::vector<uint8_t> copy = *frame;
-  r.library();
+  r.fast();
   cv::Mat matrix(size.height, size.width, CV_8UC1, copy.data());
   c.peer(matrix);
   require(copy == *frame, c.function);
@@ -104,7 +104,7 @@ void add_dummy_removal(support::frame_size size) {
     if (keep != 0) {
       r.peer();
       const std::vector<uint16_t> expected = *dst;
-      r.library();
+      r.fast();
       require(*dst == expected, r.function);
     }
 #endif

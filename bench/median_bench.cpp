@@ -16,7 +16,7 @@ void add_median_filter(support::frame_size size) {
         .size = size,
         .bytes = size.pixels(),
         .sweep = ceiling::kCopy,
-        .library = [=] { ::median_filter(image->data(), work->data(), size.width, size.height); },
+        .fast = [=] { ::median_filter(image->data(), work->data(), size.width, size.height); },
         .simple =
             [=] { simple::median_filter(image->data(), work->data(), size.width, size.height); },
         .peer = {}};
@@ -48,7 +48,7 @@ void add_sort(int32_t count) {
        .size = size,
        .bytes = size.pixels(),
        .sweep = ceiling::kCopy,
-       .library = form(::sort),
+       .fast = form(::sort),
        .simple = form(simple::sort),
        .peer = {}});
 }

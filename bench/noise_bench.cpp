@@ -36,7 +36,7 @@ void add_detection(const std::string &variant, support::frame_size size, uint32_
        .size = size,
        .bytes = size.pixels(),
        .sweep = ceiling::kRead,
-       .library = form(::fr_has_noise),
+       .fast = form(::fr_has_noise),
        .simple = form(simple::fr_has_noise),
        .peer = {}});
 }
@@ -55,7 +55,7 @@ void add_removal(const std::string &variant, support::frame_size size, bool spik
        .size = size,
        .bytes = size.pixels(),
        .sweep = ceiling::kCopy,
-       .library = form(::remove_noise_use_median_filter),
+       .fast = form(::remove_noise_use_median_filter),
        .simple = form(simple::remove_noise_use_median_filter),
        .peer = {}});
 }

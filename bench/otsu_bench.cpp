@@ -54,7 +54,7 @@ void add_thresholds(fixture &f, frame_size size, const char *name, const uint8_t
     return function(f.image.data(), size.width, size.height, &f.counts[0], &f.counts[1],
                     &f.byte_means[0], &f.byte_means[1], mask);
   };
-  r.library = [call] { call(find_otsu_th); };
+  r.fast = [call] { call(find_otsu_th); };
   r.simple = [call] { call(simple::find_otsu_th); };
 #ifdef ORVA_BENCH_OPENCV
   if (mask == nullptr) {
@@ -72,7 +72,7 @@ void add_block_means(fixture &f, frame_size size) {
     f.block_count = 0;
     function(f.image.data(), &f.block_count, f.values.data(), nullptr, kSide);
   };
-  r.library = [call] { call(vCalculateBlockDRCS1); };
+  r.fast = [call] { call(vCalculateBlockDRCS1); };
   r.simple = [call] { call(simple::vCalculateBlockDRCS1); };
 #ifdef ORVA_BENCH_OPENCV
   const auto peer = [&f, size] {
@@ -96,7 +96,7 @@ void add_dynamic_ranges(fixture &f, frame_size size) {
     g_img_alg_sd = {size.width, size.height};
     function(f.image.data(), nullptr, &f.block_count, f.values.data(), nullptr, kSide);
   };
-  r.library = [call] { call(vCalculateBlockDROtsuCS1); };
+  r.fast = [call] { call(vCalculateBlockDROtsuCS1); };
   r.simple = [call] { call(simple::vCalculateBlockDROtsuCS1); };
 #ifdef ORVA_BENCH_OPENCV
   // The threshold alone, without the means of the classes.

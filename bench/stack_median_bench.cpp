@@ -17,7 +17,7 @@ void add_stack_median() {
            .size = size,
            .bytes = stack.pixels(),
            .sweep = ceiling::kRead,
-           .library = [=] { ::get_median(dst->data(), src->data(), length, n); },
+           .fast = [=] { ::get_median(dst->data(), src->data(), length, n); },
            .simple = [=] { simple::get_median(dst->data(), src->data(), length, n); },
            .peer = {}});
     }
