@@ -16,7 +16,6 @@ class input {
   input(const uint8_t *data, size_t size) : rest_(data, size) {}
 
   uint8_t byte() { return static_cast<uint8_t>(take(1)); }
-  uint32_t word() { return take(4); }
 
   // Below the bound, from as many bytes as it takes.
   uint32_t below(uint32_t bound) {
@@ -30,7 +29,7 @@ class input {
                                         256, -127, -128, -255, -256, INT32_MAX, INT32_MIN};
     const uint8_t choice = byte();
     if (choice < std::size(kEnds)) return kEnds[choice];
-    return choice < 200 ? choice - 50 : static_cast<int32_t>(word());
+    return choice < 200 ? choice - 50 : static_cast<int32_t>(take(4));
   }
 
   // Up to count bytes.
@@ -39,7 +38,6 @@ class input {
     rest_ = rest_.subspan(taken.size());
     return taken;
   }
-  size_t left() const { return rest_.size(); }
 
  private:
   uint32_t take(size_t count) {
