@@ -53,6 +53,7 @@ extern "C" int usleep(useconds_t us) {
 
 extern "C" int poll(pollfd *entries, nfds_t count, int limit_ms) {
   support::libc().poll_limit_ms = limit_ms;
+  if (support::libc().poll != nullptr) return support::libc().poll(entries, count, limit_ms);
   const timespec limit = {limit_ms / 1000, static_cast<long>(limit_ms % 1000) * 1000000};
   return ppoll(entries, count, limit_ms < 0 ? nullptr : &limit, nullptr);
 }

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <functional>
 #include <optional>
+#include <poll.h>
 #include <string>
 
 namespace support {
@@ -18,11 +19,12 @@ struct libc_script {
   std::optional<time_t> now;  // what time returns
   bool gmtime_fails = false;
   bool asctime_fails = false;
-  std::string fopen_fails_for;        // path that cannot be opened
-  int fopen_error = 0;                // its error number
-  FILE *(*opened)() = nullptr;        // makes the stream that fopen hands out
-  std::optional<timespec> monotonic;  // what clock_gettime returns for CLOCK_MONOTONIC
-  std::optional<int> poll_limit_ms;   // set by poll
+  std::string fopen_fails_for;                   // path that cannot be opened
+  int fopen_error = 0;                           // its error number
+  FILE *(*opened)() = nullptr;                   // makes the stream that fopen hands out
+  std::optional<timespec> monotonic;             // what clock_gettime returns for CLOCK_MONOTONIC
+  std::optional<int> poll_limit_ms;              // set by poll
+  int (*poll)(pollfd *, nfds_t, int) = nullptr;  // answers in poll's place
 };
 
 // The script in force; assign to it to change it.

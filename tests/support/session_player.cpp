@@ -97,6 +97,31 @@ void restore_record() {
   close_driver();
 }
 
+// Waits take no time: each ends at once as the run's plan says.
+int answer_poll(pollfd *entries, nfds_t count, int limit_ms) {
+  journal.push_back("poll " + std::to_string(limit_ms));
+  if (count != 1 || entries->fd != g_fp_device_handle || entries->events != POLLIN) {
+    journal.push_back("poll of something else");
+  }
+  const auto &plans = current->waits;
+  const wait_plan plan = waits < plans.size() ? plans[waits] : wait_plan{};
+  ++waits;
+  entries->revents = 0;
+  switch (plan.what) {
+    case wait_plan::kind::kErrorEvent:
+      entries->revents = POLLERR | POLLHUP;
+      return 1;
+    case wait_plan::kind::kPollFails:
+      errno = EINTR;
+      return -1;
+    case wait_plan::kind::kInterrupt:
+      break;
+  }
+  if (plan.delay_ms > limit_ms) return 0;
+  entries->revents = POLLIN;
+  return 1;
+}
+
 }  // namespace
 
 session_player::session_player(std::string folder) : folder_(std::move(folder)), model_(folder_) {
@@ -141,6 +166,7 @@ run_outcome session_player::run(const run_plan &plan) {
   libc() = {};
   libc().note = [](const std::string &what) { journal.push_back(what); };
   libc().now = kRunTime;
+  libc().poll = answer_poll;
   libc().gmtime_fails = plan.no_date;
   if (!plan.not_openable.empty()) {
     libc().fopen_fails_for = folder + "/" + plan.not_openable;
@@ -155,30 +181,3 @@ run_outcome session_player::run(const run_plan &plan) {
 }
 
 }  // namespace support
-
-// Waits take no time: each ends at once as the run's plan says.
-extern "C" int poll(pollfd *entries, nfds_t count, int limit_ms) {
-  using support::journal;
-  using support::wait_plan;
-  journal.push_back("poll " + std::to_string(limit_ms));
-  if (count != 1 || entries->fd != g_fp_device_handle || entries->events != POLLIN) {
-    journal.push_back("poll of something else");
-  }
-  const auto &plans = support::current->waits;
-  const wait_plan plan = support::waits < plans.size() ? plans[support::waits] : wait_plan{};
-  ++support::waits;
-  entries->revents = 0;
-  switch (plan.what) {
-    case wait_plan::kind::kErrorEvent:
-      entries->revents = POLLERR | POLLHUP;
-      return 1;
-    case wait_plan::kind::kPollFails:
-      errno = EINTR;
-      return -1;
-    case wait_plan::kind::kInterrupt:
-      break;
-  }
-  if (plan.delay_ms > limit_ms) return 0;
-  entries->revents = POLLIN;
-  return 1;
-}
