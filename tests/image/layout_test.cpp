@@ -18,7 +18,7 @@ using in_place_form = void (*)(uint8_t *, int32_t, int32_t);
 
 struct in_place_case {
   const char *name;
-  in_place_form library;
+  in_place_form fast;
   in_place_form simple;
 };
 
@@ -51,7 +51,7 @@ TEST(Layout, InPlaceFunctionsAgreeWithTheSimpleForms) {
       c.simple(expected.data(), size.width, size.height);
       for (const guard side : {guard::kEnd, guard::kStart}) {
         guarded_buffer<uint8_t> frame(original, side);
-        c.library(frame.data(), size.width, size.height);
+        c.fast(frame.data(), size.width, size.height);
         ASSERT_TRUE(std::equal(expected.begin(), expected.end(), frame.data()))
             << c.name << ' ' << size.width << " x " << size.height;
         ASSERT_TRUE(frame.red_zone_intact()) << c.name;
@@ -144,7 +144,7 @@ TEST(DummyRemoval, AgreesWithTheSimpleForms) {
 
 TEST(Layout, NoPixelsNothingTouched) {
   for (const frame_size size : {frame_size{0, 4}, {4, 0}, {-3, -4}, {-3, 4}}) {
-    for (const in_place_case &c : kInPlace) c.library(nullptr, size.width, size.height);
+    for (const in_place_case &c : kInPlace) c.fast(nullptr, size.width, size.height);
     images_flips(nullptr, size.width, size.height, 2, 3);
     remove_T_dummy(nullptr, size.width, size.height, nullptr);
     transpose_remove_T_dummy(nullptr, size.width, size.height, 0, nullptr);
