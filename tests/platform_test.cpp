@@ -102,15 +102,6 @@ TEST_F(Files, ReadOfWhatCannotBeOpened) {
   }
 }
 
-TEST_F(Files, ReadOfAFolderHasNoBuffer) {
-  uint8_t unchanged = 0;
-  buffer = &unchanged;
-  const int32_t result = file_read(folder.path().c_str(), &buffer, &size);
-  if (result == -3) GTEST_SKIP() << "this file system gives a folder a small size";
-  EXPECT_EQ(result, -2);
-  EXPECT_EQ(buffer, nullptr);
-}
-
 TEST_F(Files, StreamWithoutASize) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
@@ -131,13 +122,14 @@ TEST_F(Files, StreamNull) {
   EXPECT_EQ(count, 99u);
 }
 
-// A stream whose contents end before the size that its position tells.
+// A stream without contents whose position at the end tells a size.
+template <off64_t kSize>
 FILE *make_short_stream() {
   static off64_t position;
   cookie_io_functions_t calls{};
   calls.read = [](void *, char *, size_t) -> ssize_t { return 0; };
   calls.seek = [](void *, off64_t *offset, int whence) {
-    const off64_t base = whence == SEEK_END ? 100 : whence == SEEK_CUR ? position : 0;
+    const off64_t base = whence == SEEK_END ? kSize : whence == SEEK_CUR ? position : 0;
     *offset = position = base + *offset;
     return 0;
   };
@@ -146,17 +138,31 @@ FILE *make_short_stream() {
 
 TEST_F(Files, ShortRead) {
   uint64_t count = 99;
-  EXPECT_EQ(ffread(make_short_stream(), &buffer, &size, &count), 0);
+  EXPECT_EQ(ffread(make_short_stream<100>(), &buffer, &size, &count), 0);
   EXPECT_EQ(size, 100);
   EXPECT_EQ(count, 0u);
   sys_free(buffer);
 
-  support::libc().opened = make_short_stream;
+  support::libc().opened = make_short_stream<100>;
   EXPECT_EQ(file_read("file", &buffer, &size), -3);
   EXPECT_EQ(size, 100);
   sys_free(buffer);
   EXPECT_EQ(text_read("file", &buffer, &size), 0) << "the count is not compared";
   sys_free(buffer);
+  support::libc() = {};
+}
+
+// As a folder may tell it.
+TEST_F(Files, SizeBeyondAllMemory) {
+  constexpr int64_t kHuge = int64_t{1} << 62;
+  support::libc().opened = make_short_stream<kHuge>;
+  for (auto *read : {file_read, text_read}) {
+    uint8_t unchanged = 0;
+    buffer = &unchanged;
+    EXPECT_EQ(read("file", &buffer, &size), -2);
+    EXPECT_EQ(buffer, nullptr);
+    EXPECT_EQ(size, kHuge);
+  }
   support::libc() = {};
 }
 
