@@ -8,6 +8,7 @@
 #include <orva_fp/sensor_test.h>
 
 #include "simulator/libc_front.h"
+#include "simulator/scenario.h"
 #include "tools/commands.h"
 #include "tools/trace.h"
 

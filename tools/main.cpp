@@ -1,6 +1,7 @@
 // orva-fp: the sensor test and the sensor's operations from a command line.
 #include <cstdio>
 
+#include "simulator/scenario.h"
 #include "tools/commands.h"
 
 void tools::need_subcommand(CLI::App *app) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/commands.h"
+#include "tools/exit_status.h"
 #include "tools/image/analysis.h"
 
 namespace tools {
