@@ -5,8 +5,9 @@
 
 #include <orva_fp/image.h>
 
-#include "fuzz/input.h"
+#include "fuzz/expect.h"
 #include "support/guarded_buffer.h"
+#include "support/input.h"
 
 namespace {
 
@@ -34,7 +35,7 @@ size_t place(uint32_t offset, int32_t width, int32_t y, int32_t x) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  fuzz::input in(data, size);
+  support::input in(data, size);
   const uint8_t choices = in.byte();
   const guard side = (choices & 1) != 0 ? guard::kStart : guard::kEnd;
   const auto raw = in.bytes(size);

@@ -12,8 +12,9 @@
 #include <orva_fp/memory_time.h>
 #include <orva_fp/sensor_test.h>
 
-#include "fuzz/input.h"
+#include "fuzz/expect.h"
 #include "support/guarded_buffer.h"
+#include "support/input.h"
 #include "support/log_capture.h"
 #include "support/temp_folder.h"
 
@@ -23,13 +24,13 @@ using fuzz::expect;
 using support::guard;
 using support::guarded_buffer;
 
-std::string take_text(fuzz::input &in, size_t longest) {
+std::string take_text(support::input &in, size_t longest) {
   const auto raw = in.bytes(in.below(static_cast<uint32_t>(longest)));
   return {raw.begin(), raw.end()};
 }
 
 // A short piece of the input, repeated to a length.
-std::string make_contents(fuzz::input &in) {
+std::string make_contents(support::input &in) {
   const std::string piece = take_text(in, 40);
   const size_t length = in.below(4) == 0 ? in.below(9000) : piece.size();
   std::string contents;
@@ -41,7 +42,7 @@ std::string make_contents(fuzz::input &in) {
 
 class folder_of_files {
  public:
-  void play(fuzz::input &in) {
+  void play(support::input &in) {
     for (const char *name : kNames) unlink((folder_ / name).c_str());
     files_.clear();
     for (uint32_t calls = 1 + in.below(12); calls > 0; --calls) {
@@ -52,7 +53,7 @@ class folder_of_files {
  private:
   static constexpr const char *kNames[] = {"a", "b", "c"};
 
-  void read(fuzz::input &in) {
+  void read(support::input &in) {
     const std::string name = kNames[in.below(3)];
     const bool by_stream = in.below(3) == 0;
     const bool wants_size = in.below(4) != 0;
@@ -79,7 +80,7 @@ class folder_of_files {
     sys_free(buffer);
   }
 
-  void write(fuzz::input &in) {
+  void write(support::input &in) {
     struct {
       int32_t (*call)(const char *path, const void *data, uint64_t size);
       bool appends;
@@ -154,7 +155,7 @@ struct odd_stream {
   }
 };
 
-void read_odd_stream(fuzz::input &in) {
+void read_odd_stream(support::input &in) {
   // More than any allocator has.
   constexpr int64_t kNoMemory = int64_t{1} << 50;
   odd_stream stream;
@@ -186,7 +187,7 @@ void read_odd_stream(fuzz::input &in) {
   sys_free(buffer);
 }
 
-void write_odd_stream(fuzz::input &in) {
+void write_odd_stream(support::input &in) {
   odd_stream stream;
   const std::string contents = make_contents(in);
   stream.fails_after = in.below(3) == 0 ? 0 : 100000;
@@ -208,7 +209,7 @@ guarded_buffer<char> guarded_text(const std::string &text, guard side) {
   return guarded_buffer<char>(std::span<const char>(text.c_str(), text.size() + 1), side);
 }
 
-void compose_path(fuzz::input &in) {
+void compose_path(support::input &in) {
   const guard side = in.below(2) != 0 ? guard::kStart : guard::kEnd;
   const std::string first = without_nul(take_text(in, 300));
   const std::string second = without_nul(take_text(in, 40));
@@ -236,7 +237,7 @@ void compose_path(fuzz::input &in) {
   }
 }
 
-void log_text(fuzz::input &in) {
+void log_text(support::input &in) {
   const std::string message = without_nul(make_contents(in));
   const guarded_buffer<char> text = guarded_text(message, guard::kEnd);
   const uint32_t level = in.below(9);
@@ -264,7 +265,7 @@ extern "C" const char *__asan_default_options() { return "allocator_may_return_n
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static folder_of_files folder;
-  fuzz::input in(data, size);
+  support::input in(data, size);
   switch (in.below(5)) {
     case 0:
       folder.play(in);

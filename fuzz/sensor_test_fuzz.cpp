@@ -2,7 +2,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "fuzz/input.h"
+#include "fuzz/expect.h"
+#include "support/input.h"
 #include "support/session_player.h"
 #include "support/temp_folder.h"
 
@@ -19,7 +20,7 @@ int next_descriptor() {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const support::temp_folder folder;
-  fuzz::input in(data, size);
+  support::input in(data, size);
   const support::session_plan session =
       support::make_session([&](uint32_t bound) { return in.below(bound); });
   const int before = next_descriptor();

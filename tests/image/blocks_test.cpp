@@ -5,14 +5,12 @@
 
 #include <orva_fp/image.h>
 
-#include "simple/simple_forms.h"
 #include "support/frames.h"
 #include "support/guarded_buffer.h"
 
 namespace {
 
 using support::frame_size;
-using support::guard;
 using support::guarded_buffer;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -108,57 +106,6 @@ TEST_F(Blocks, CountLeftAtFour_SelectsQuadrants) {
   vCalculateBlockDRCS1(image.data(), &count, values, nullptr, 1);
   EXPECT_EQ(count, 4u);
   EXPECT_THAT(std::vector<uint8_t>(values, values + 4), ElementsAre(0, 0, 2, 6));
-}
-
-// The library beside the simple form over one image, with and without a mask.
-void compare(const guarded_buffer<uint8_t> &image, const uint8_t *mask, frame_size size,
-             uint8_t side, uint32_t mode, guard end) {
-  g_img_alg_sd = {size.width, size.height};
-  const auto blocks = [side](int32_t length) {
-    return side == 0 ? size_t{0} : static_cast<size_t>(length / side);
-  };
-  const size_t room = mode == kQuadrants ? 4 : blocks(size.width) * blocks(size.height);
-  guarded_buffer<uint8_t> values(room, end);
-  guarded_buffer<uint8_t> expected(room);
-  uint32_t count = mode;
-  uint32_t expected_count = mode;
-  vCalculateBlockDRCS1(image.data(), &count, values.data(), mask, side);
-  simple::vCalculateBlockDRCS1(image.data(), &expected_count, expected.data(), mask, side);
-  EXPECT_EQ(count, expected_count);
-  EXPECT_EQ(taken(values, count), taken(expected, count));
-  EXPECT_TRUE(values.red_zone_intact());
-  // The simple form takes 256 passes over each block.
-  if (mode == kQuadrants || size.pixels() > 10000) return;
-  vCalculateBlockDROtsuCS1(image.data(), nullptr, &count, values.data(), mask, side);
-  simple::vCalculateBlockDROtsuCS1(image.data(), nullptr, &expected_count, expected.data(), mask,
-                                   side);
-  EXPECT_EQ(count, expected_count);
-  EXPECT_EQ(taken(values, count), taken(expected, count));
-  EXPECT_TRUE(values.red_zone_intact());
-}
-
-TEST_F(Blocks, Frames_LikeTheSimpleForm) {
-  constexpr uint8_t kSides[] = {1, 3, 8, 16, 17, 31, 200};
-  uint64_t seed = 0;
-  for (const frame_size size : support::frame_sizes()) {
-    for (const uint8_t side : kSides) {
-      const support::pattern kind = support::kPatterns[++seed % support::kPatterns.size()];
-      SCOPED_TRACE(std::to_string(size.width) + " x " + std::to_string(size.height) + " by " +
-                   std::to_string(side) + " " + support::pattern_name(kind));
-      const guard end = seed % 2 == 0 ? guard::kEnd : guard::kStart;
-      const guarded_buffer<uint8_t> image(support::make_frame(kind, size, seed), end);
-      const guarded_buffer<uint8_t> mask(support::make_mask(size, seed), end);
-      // A block of one pixel has no range, and tens of thousands of them take the simple form long.
-      if (side > 1 || size.pixels() < 100) {
-        compare(image, nullptr, size, side, kBlocks, end);
-        compare(image, mask.data(), size, side, kBlocks, end);
-      }
-      if (side == 1) {
-        compare(image, nullptr, size, side, kQuadrants, end);
-        compare(image, mask.data(), size, side, kQuadrants, end);
-      }
-    }
-  }
 }
 
 // The widest blocks fill every lane to its limit: 255 rows of 255.

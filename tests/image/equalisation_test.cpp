@@ -1,19 +1,14 @@
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <limits>
 #include <vector>
 
 #include <orva_fp/image.h>
 
-#include "simple/simple_forms.h"
 #include "support/frames.h"
-#include "support/guarded_buffer.h"
 
 namespace {
 
 using support::frame_size;
-using support::guard;
-using support::guarded_buffer;
 
 constexpr int32_t kLargest = std::numeric_limits<int32_t>::max();
 constexpr int32_t kLowest = std::numeric_limits<int32_t>::min();
@@ -81,30 +76,6 @@ TEST(Histeq, MorePixelsThanTheLimit) {
   histeq(image.data(), 4200, 2100);
   EXPECT_EQ(image.front(), 255);
   EXPECT_EQ(image.back(), 255);
-}
-
-TEST(Histeq, AgreesWithTheSimpleForms) {
-  for (const frame_size size : support::frame_sizes()) {
-    for (const support::pattern kind : support::kPatterns) {
-      const bytes original = support::make_frame(kind, size, 1);
-      for (const guard side : {guard::kEnd, guard::kStart}) {
-        bytes expected = original;
-        simple::histeq(expected.data(), size.width, size.height);
-        guarded_buffer<uint8_t> image(original, side);
-        histeq(image.data(), size.width, size.height);
-        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), image.data()));
-        ASSERT_TRUE(image.red_zone_intact());
-      }
-      for (const int32_t percent : {-50, 0, 1, 20, 73, 99, 100, 130}) {
-        bytes expected = original;
-        simple::histeq_white(expected.data(), size.width, size.height, percent);
-        guarded_buffer<uint8_t> image(original, percent % 2 == 0 ? guard::kEnd : guard::kStart);
-        histeq_white(image.data(), size.width, size.height, percent);
-        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), image.data())) << percent;
-        ASSERT_TRUE(image.red_zone_intact());
-      }
-    }
-  }
 }
 
 }  // namespace

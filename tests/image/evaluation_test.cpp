@@ -1,4 +1,4 @@
-// Defect evaluation against its simple form, hand-made marks, and inputs that are refused.
+// Defect evaluation: hand-made marks, and inputs that are refused.
 #include <cmath>
 #include <cstring>
 #include <gmock/gmock.h>
@@ -6,7 +6,6 @@
 
 #include <orva_fp/image.h>
 
-#include "simple/simple_forms.h"
 #include "support/frames.h"
 #include "support/guarded_buffer.h"
 #include "support/log_capture.h"
@@ -14,7 +13,6 @@
 namespace {
 
 using support::frame_size;
-using support::guard;
 
 struct checks {
   uint32_t flags;
@@ -50,6 +48,7 @@ class Evaluation : public testing::Test {
     image_eval_record record = make_record(c, image.data());
     g_img_alg_sd = {size.width, size.height};
     EXPECT_EQ(evaluate_image(&record), 0);
+    EXPECT_THAT(support::log_lines(), testing::IsEmpty()) << "the summary is a debug line";
     return record;
   }
 
@@ -63,47 +62,6 @@ class Evaluation : public testing::Test {
     return evaluate({EVAL_CHECK_HIGH, 100, 0, 0, 1}, size, frame);
   }
 };
-
-// The whole record is compared, so that whatever must not change is covered as well.
-TEST_F(Evaluation, MatchesSimpleForm) {
-  constexpr checks kCases[] = {{kAllChecks, 200, 40, 90, 1},
-                               {kAllChecks, 60, 90, 30, 7},
-                               {EVAL_CHECK_LOW | EVAL_SPREAD_LOW, 120, 100, 0, -1},
-                               {EVAL_CHECK_LOW, 0, 120, 0, 1},
-                               {EVAL_CHECK_HIGH | EVAL_SPREAD_LOW, 210, 200, 3, 1},
-                               {EVAL_CHECK_DEVIATION, 0, 255, 100, 1},
-                               {kAllChecks, 254, 1, 254, 1},
-                               {kAllChecks, 255, 0, 255, 1},
-                               {kAllChecks, INT32_MAX, INT32_MIN, INT32_MAX, 1},
-                               {~0u, 256, 256, 120, 0},
-                               {0, 1, 254, 1, 1},
-                               {0x08, 1, 254, 1, 1}};
-  std::vector<frame_size> sizes = support::frame_sizes();
-  sizes.insert(sizes.end(), {{1, 700}, {700, 2}, {551, 8}, {8, 551}});
-  for (const frame_size size : sizes) {
-    if (size.pixels() > EVAL_MARK_MAP_SIZE) continue;
-    g_img_alg_sd = {size.width, size.height};
-    for (const support::pattern kind : support::kPatterns) {
-      const std::vector<uint8_t> frame = support::make_frame(kind, size, 11);
-      const support::guarded_buffer<uint8_t> images[] = {{frame, guard::kEnd},
-                                                         {frame, guard::kStart}};
-      for (const checks &c : kCases) {
-        const auto &image = images[(&c - kCases) % 2];
-        image_eval_record expected = make_record(c, image.data());
-        support::guarded_buffer<image_eval_record> record({&expected, 1});
-        image_eval_record *actual = record.data();
-        simple::evaluate_image(&expected);
-        evaluate_image(actual);
-        ASSERT_EQ(memcmp(&expected, actual, sizeof expected), 0)
-            << support::pattern_name(kind) << " " << size.width << "x" << size.height << " flags "
-            << c.flags << " high " << c.high << " max_run " << actual->max_run << " instead of "
-            << expected.max_run;
-        ASSERT_TRUE(record.red_zone_intact());
-      }
-    }
-  }
-  EXPECT_THAT(support::log_lines(), testing::IsEmpty()) << "the summary is a debug line";
-}
 
 // Thresholds below every level mark every pixel.
 TEST_F(Evaluation, ThresholdsFarOutsideTheLevels) {

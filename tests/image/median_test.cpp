@@ -4,35 +4,12 @@
 
 #include <orva_fp/image.h>
 
-#include "simple/simple_forms.h"
 #include "support/frames.h"
-#include "support/guarded_buffer.h"
-#include "support/image_cases.h"
 
 namespace {
 
 using support::frame_size;
-using support::guard;
-using support::guarded_buffer;
 using bytes = std::vector<uint8_t>;
-
-bytes contents(const guarded_buffer<uint8_t> &buffer) {
-  return {buffer.span().begin(), buffer.span().end()};
-}
-
-TEST(Sort, AscendingForEveryCountAroundTheChangeOfMethod) {
-  for (const support::pattern kind : support::kPatterns) {
-    for (int32_t count = 0; count <= 140; ++count) {
-      const bytes input = support::make_frame(kind, {count, 1}, 7);
-      guarded_buffer<uint8_t> values(input, count % 2 == 0 ? guard::kEnd : guard::kStart);
-      bytes expected = input;
-      simple::sort(expected.data(), count);
-      sort(values.data(), count);
-      ASSERT_EQ(contents(values), expected) << support::pattern_name(kind) << ' ' << count;
-      ASSERT_TRUE(values.red_zone_intact());
-    }
-  }
-}
 
 TEST(Sort, LargeCountTakesNoQuadraticTime) {
   bytes values = support::make_frame(support::pattern::kRandom, {1 << 22, 1}, 1);
@@ -66,36 +43,6 @@ TEST(MedianFilter, WorkedExamples) {
     median_filter(image.data(), work.data(), c.size.width, c.size.height);
     EXPECT_EQ(image, c.expected);
     EXPECT_EQ(work, c.image);
-  }
-}
-
-void expect_filtered(frame_size size, const bytes &frame, guard side) {
-  guarded_buffer<uint8_t> image(frame, side);
-  guarded_buffer<uint8_t> work(frame.size(), side);
-  bytes expected = frame;
-  bytes expected_work(frame.size(), 0xA5);
-  simple::median_filter(expected.data(), expected_work.data(), size.width, size.height);
-  median_filter(image.data(), work.data(), size.width, size.height);
-  ASSERT_EQ(contents(image), expected);
-  ASSERT_EQ(contents(work), expected_work);
-  ASSERT_TRUE(image.red_zone_intact() && work.red_zone_intact());
-}
-
-TEST(MedianFilter, EqualsTheSimpleForm) {
-  support::for_each_frame([](frame_size size, const bytes &frame) {
-    expect_filtered(size, frame, guard::kEnd);
-    expect_filtered(size, frame, guard::kStart);
-  });
-}
-
-// Rows are filtered in strips of 512 columns; two columns make the narrowest image.
-TEST(MedianFilter, WidthsAroundStripsAndTwoColumns) {
-  for (const int32_t width : {2, 4, 8, 9, 10, 511, 512, 513, 514, 543, 545, 1024, 1025, 1300}) {
-    SCOPED_TRACE(width);
-    for (const int32_t height : {2, 3, 5}) {
-      const frame_size size{width, height};
-      expect_filtered(size, support::make_frame(support::pattern::kRandom, size, 3), guard::kEnd);
-    }
   }
 }
 

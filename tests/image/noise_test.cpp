@@ -3,23 +3,12 @@
 
 #include <orva_fp/image.h>
 
-#include "simple/simple_forms.h"
 #include "support/frames.h"
-#include "support/guarded_buffer.h"
-#include "support/image_cases.h"
 
 namespace {
 
 using support::frame_size;
-using support::guard;
-using support::guarded_buffer;
 using bytes = std::vector<uint8_t>;
-
-// Around each change of behaviour: sign, strong margin, half and full range of a byte, the ends of
-// the 32-bit range, where a pixel plus or minus its margin leaves it.
-constexpr int32_t kMargins[] = {
-    INT32_MIN, INT32_MIN + 1, -256, -255, -129, -128, -127, -126,     -64, -2, -1, 0, 1, 10, 41,
-    42,        127,           128,  253,  254,  255,  256,  INT32_MAX};
 
 struct detection {
   int32_t result;
@@ -83,34 +72,6 @@ TEST(HasNoise, StrongLimitGrowsWithTheWidth) {
   }
 }
 
-TEST(HasNoise, EqualsTheSimpleForm) {
-  support::for_each_frame([](frame_size size, const bytes &frame) {
-    for (const guard side : {guard::kEnd, guard::kStart}) {
-      const guarded_buffer<uint8_t> image(frame, side);
-      // The largest frame takes a few margins only, for the sake of time.
-      for (size_t i = 0; i<std::size(kMargins); i += frame.size()> 20000 ? 5u : 1u) {
-        ASSERT_EQ(detect(fr_has_noise, image.data(), size, 3, kMargins[i]),
-                  detect(simple::fr_has_noise, image.data(), size, 3, kMargins[i]));
-      }
-    }
-  });
-}
-
-// Scores are collected over rows and in tiles of 1024 columns, and counted in blocks.
-TEST(HasNoise, WidthsAroundTiles) {
-  for (const int32_t width : {1023, 1025, 1026, 1027, 1060, 2050, 2051, 5000}) {
-    for (const support::pattern kind :
-         {support::pattern::kCheckerboard, support::pattern::kRandom}) {
-      const frame_size size{width, 9};
-      const guarded_buffer<uint8_t> image(support::make_frame(kind, size, 2));
-      for (const int32_t margin : {5, -5}) {
-        EXPECT_EQ(detect(fr_has_noise, image.data(), size, 3, margin),
-                  detect(simple::fr_has_noise, image.data(), size, 3, margin));
-      }
-    }
-  }
-}
-
 TEST(HasNoise, WithoutInteriorOrRecord) {
   const bytes image(100, 1);
   for (const frame_size size : {frame_size{2, 50}, {50, 2}, {0, 9}, {9, 0}, {-5, 9}, {9, -5}}) {
@@ -120,44 +81,10 @@ TEST(HasNoise, WithoutInteriorOrRecord) {
   EXPECT_EQ(fr_has_noise(image.data(), 10, 10, nullptr), 0);
 }
 
-void expect_cleaned(frame_size size, const bytes &frame, guard side, int32_t margin) {
-  guarded_buffer<uint8_t> image(frame, side);
-  bytes expected = frame;
-  const int32_t replaced =
-      simple::remove_noise_use_median_filter(expected.data(), size.width, size.height, margin);
-  ASSERT_EQ(remove_noise_use_median_filter(image.data(), size.width, size.height, margin), replaced)
-      << "margin " << margin;
-  ASSERT_EQ(bytes(image.span().begin(), image.span().end()), expected) << "margin " << margin;
-  ASSERT_TRUE(image.red_zone_intact());
-}
-
 TEST(RemoveNoise, AReplacementIsSeenByThePixelsAfterIt) {
   bytes image = {100, 100, 100, 100, 100, 0, 50, 100, 100, 100, 100, 100};
   EXPECT_EQ(remove_noise_use_median_filter(image.data(), 4, 3, 10), 2);
   EXPECT_EQ(image, bytes(12, 100));
-}
-
-TEST(RemoveNoise, EqualsTheSimpleForm) {
-  support::for_each_frame([](frame_size size, const bytes &frame) {
-    for (size_t i = 0; i<std::size(kMargins); i += frame.size()> 20000 ? 5u : 1u) {
-      const guard side = i % 2 == 0 ? guard::kEnd : guard::kStart;
-      expect_cleaned(size, frame, side, kMargins[i]);
-      if (testing::Test::HasFatalFailure()) return;
-    }
-  });
-}
-
-TEST(RemoveNoise, WidthsAroundTiles) {
-  for (const int32_t width : {1023, 1025, 1026, 1027, 1060, 2050, 2051}) {
-    SCOPED_TRACE(width);
-    for (const support::pattern kind :
-         {support::pattern::kCheckerboard, support::pattern::kRandom}) {
-      const frame_size size{width, 7};
-      for (const int32_t margin : {0, 5, -5}) {
-        expect_cleaned(size, support::make_frame(kind, size, 2), guard::kEnd, margin);
-      }
-    }
-  }
 }
 
 TEST(RemoveNoise, WithoutInteriorNothingChanges) {

@@ -9,13 +9,10 @@
 
 #include "simple/simple_forms.h"
 #include "support/frames.h"
-#include "support/guarded_buffer.h"
 
 namespace {
 
 using support::frame_size;
-using support::guard;
-using support::guarded_buffer;
 using support::random_source;
 
 struct otsu {
@@ -92,26 +89,6 @@ TEST(Otsu, NoPixels_AllZeroAndNothingRead) {
   for (const frame_size size : {frame_size{0, 5}, {5, 0}, {-3, 7}, {-3, -7}}) {
     EXPECT_EQ(exact_means(nullptr, size, nullptr), (otsu{0, 0, 0, 0, 0}));
     EXPECT_EQ(byte_means(nullptr, size, nullptr), (otsu{0, 0, 0, 0, 0}));
-  }
-}
-
-TEST(Otsu, Frames_LikeTheSimpleForm) {
-  for (const frame_size size : support::frame_sizes()) {
-    // Few patterns for the large sizes: the simple form takes 256 passes.
-    const size_t step = size.pixels() > 10000 ? 6 : size.pixels() > 2000 ? 3 : 1;
-    for (size_t p = 0; p < support::kPatterns.size(); p += step) {
-      const support::pattern kind = support::kPatterns[p];
-      SCOPED_TRACE(std::to_string(size.width) + " x " + std::to_string(size.height) + " " +
-                   support::pattern_name(kind));
-      const guard side = p % 2 == 0 ? guard::kEnd : guard::kStart;
-      const guarded_buffer<uint8_t> image(support::make_frame(kind, size, p), side);
-      const guarded_buffer<uint8_t> mask(support::make_mask(size, p), side);
-      EXPECT_EQ(exact_means(image.data(), size, nullptr), simple_form(image.data(), size, nullptr));
-      EXPECT_EQ(exact_means(image.data(), size, mask.data()),
-                simple_form(image.data(), size, mask.data()));
-      EXPECT_EQ(byte_means(image.data(), size, mask.data()),
-                call<uint8_t>(simple::find_otsu_th, image.data(), size, mask.data()));
-    }
   }
 }
 

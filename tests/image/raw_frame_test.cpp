@@ -4,14 +4,10 @@
 
 #include <orva_fp/image.h>
 
-#include "simple/simple_forms.h"
-#include "support/frames.h"
 #include "support/guarded_buffer.h"
 
 namespace {
 
-using support::frame_size;
-using support::guard;
 using support::guarded_buffer;
 
 // A frame with saturated samples in both outer columns and count more of them inside.
@@ -54,24 +50,6 @@ TEST(WhiteNoise, NothingInside) {
   EXPECT_EQ(is_mq4xx_white_noise(frame.data(), 400, 0), 0);
 }
 
-TEST(WhiteNoise, AgreesWithTheSimpleForm) {
-  support::random_source random(5);
-  for (const frame_size size : support::frame_sizes()) {
-    std::vector<uint16_t> samples(size.pixels());
-    // About 100 saturated samples, now more, now fewer.
-    const uint32_t odds = static_cast<uint32_t>(size.pixels() / 100 + 1);
-    for (uint16_t &v : samples) v = random.below(odds) == 0 ? 65535 : random.byte();
-    const uint32_t width = static_cast<uint32_t>(size.width);
-    const uint32_t height = static_cast<uint32_t>(size.height);
-    for (const guard side : {guard::kEnd, guard::kStart}) {
-      const guarded_buffer<uint16_t> frame(samples, side);
-      EXPECT_EQ(is_mq4xx_white_noise(frame.data(), width, height),
-                simple::is_mq4xx_white_noise(frame.data(), width, height))
-          << width << " x " << height;
-    }
-  }
-}
-
 TEST(ImageCenterMean, RefusesASquareLargerThanTheImage) {
   const uint8_t image[6] = {1, 2, 3, 4, 5, 6};
   EXPECT_EQ(image_center_mean(image, 3, 2, 3), -1);
@@ -80,20 +58,6 @@ TEST(ImageCenterMean, RefusesASquareLargerThanTheImage) {
   EXPECT_EQ(image_center_mean(image, 3, 2, 0), 0);
   EXPECT_EQ(image_center_mean(image, 3, 2, -2), 0);
   EXPECT_EQ(image_center_mean(image, 0, 0, 0), 0);
-}
-
-TEST(ImageCenterMean, AgreesWithTheSimpleForm) {
-  for (const frame_size size : support::frame_sizes()) {
-    const std::vector<uint8_t> frame = support::make_frame(support::pattern::kRandom, size, 1);
-    for (const guard end : {guard::kEnd, guard::kStart}) {
-      const guarded_buffer<uint8_t> image(frame, end);
-      for (int32_t side = std::min(size.width, size.height); side > 0; side -= side / 7 + 1) {
-        EXPECT_EQ(image_center_mean(image.data(), size.width, size.height, side),
-                  simple::image_center_mean(image.data(), size.width, size.height, side))
-            << size.width << " x " << size.height << ' ' << side;
-      }
-    }
-  }
 }
 
 TEST(OffsetMin, MaskedPixelWrapsAround) {
@@ -106,27 +70,6 @@ TEST(OffsetMin, MaskedPixelWrapsAround) {
 TEST(OffsetMin, NoPixelsIs255) {
   EXPECT_EQ(offset_min(nullptr, nullptr, 0, 5), 255);
   EXPECT_EQ(offset_min(nullptr, nullptr, -2, -3), 255);
-}
-
-TEST(OffsetMin, AgreesWithTheSimpleForm) {
-  for (const frame_size size : support::frame_sizes()) {
-    for (const support::pattern kind : support::kPatterns) {
-      const std::vector<uint8_t> original = support::make_frame(kind, size, 1);
-      std::vector<uint8_t> all_masked(original.size(), 1);
-      for (const std::vector<uint8_t> &bytes : {support::make_mask(size, 2), all_masked}) {
-        for (const guard side : {guard::kEnd, guard::kStart}) {
-          std::vector<uint8_t> expected = original;
-          const int32_t minimum =
-              simple::offset_min(expected.data(), bytes.data(), size.width, size.height);
-          guarded_buffer<uint8_t> image(original, side);
-          const guarded_buffer<uint8_t> mask(bytes, side);
-          ASSERT_EQ(offset_min(image.data(), mask.data(), size.width, size.height), minimum);
-          ASSERT_TRUE(std::equal(expected.begin(), expected.end(), image.data()));
-          ASSERT_TRUE(image.red_zone_intact());
-        }
-      }
-    }
-  }
 }
 
 }  // namespace

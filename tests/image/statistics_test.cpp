@@ -2,20 +2,13 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <span>
 #include <vector>
 
 #include <orva_fp/image.h>
 
 #include "simple/simple_forms.h"
-#include "support/frames.h"
-#include "support/guarded_buffer.h"
 
 namespace {
-
-using support::frame_size;
-using support::guard;
-using support::guarded_buffer;
 
 constexpr uint8_t kFour[] = {10, 20, 30, 40};
 
@@ -95,17 +88,6 @@ TEST(CalculateSd, KeepsTheOrderOfAdditions) {
   // In index order the small value is lost in the first addition; in any other it is not.
   const double cancelling[] = {1e16, 1.0, -1e16, 1.0};
   EXPECT_EQ(calculate_sd(cancelling, 4), simple::calculate_sd(cancelling, 4));
-  support::random_source random(7);
-  for (int32_t count = 1; count < 200; ++count) {
-    std::vector<double> values;
-    for (int32_t i = 0; i < count; ++i) {
-      values.push_back(std::ldexp(static_cast<double>(random.next()), random.byte() - 128));
-    }
-    for (const guard side : {guard::kEnd, guard::kStart}) {
-      const guarded_buffer<double> numbers(std::span<const double>(values), side);
-      EXPECT_EQ(calculate_sd(numbers.data(), count), simple::calculate_sd(values.data(), count));
-    }
-  }
 }
 
 TEST(CalculateSd, CountOfZeroOrLess) {
@@ -113,57 +95,6 @@ TEST(CalculateSd, CountOfZeroOrLess) {
   EXPECT_TRUE(std::isnan(result));
   EXPECT_FALSE(std::signbit(result));
   EXPECT_EQ(calculate_sd(nullptr, -1), 0.0);
-}
-
-// Every statistic of one pair of images: whole, and cut out of a wider one at either edge.
-void compare_areas(const uint8_t *a, const uint8_t *b, frame_size size) {
-  const auto [width, height] = size;
-  for (const int32_t cut : {0, 1, width / 3}) {
-    const int32_t cols = width - cut;
-    for (const uint8_t *first : {a, a + cut}) {
-      for (const int32_t floor : {0, 1, 30, 200}) {
-        EXPECT_EQ(count_intensity_cs1(first, width, height, cols, floor),
-                  simple::count_intensity_cs1(first, width, height, cols, floor));
-        EXPECT_EQ(count_average_intensity_cs1(first, width, height, cols, floor),
-                  simple::count_average_intensity_cs1(first, width, height, cols, floor));
-      }
-      EXPECT_EQ(euclidean_distance_cs1(first, b, width, height, cols),
-                simple::euclidean_distance_cs1(first, b, width, height, cols));
-    }
-    EXPECT_EQ(calculate_minimum(a, width, height, cols, height - height / 4),
-              simple::calculate_minimum(a, width, height, cols, height - height / 4));
-  }
-  const int32_t count = width * height;
-  EXPECT_EQ(standard_deviation(a, count), simple::standard_deviation(a, count));
-}
-
-TEST(Statistics, AgreeWithTheSimpleForms) {
-  for (const frame_size size : support::frame_sizes()) {
-    for (const support::pattern kind : support::kPatterns) {
-      SCOPED_TRACE(testing::Message()
-                   << support::pattern_name(kind) << ' ' << size.width << " x " << size.height);
-      const std::vector<uint8_t> a = support::make_frame(kind, size, 1);
-      const std::vector<uint8_t> b = support::make_frame(support::pattern::kRandom, size, 2);
-      for (const guard side : {guard::kEnd, guard::kStart}) {
-        const guarded_buffer<uint8_t> first(a, side);
-        const guarded_buffer<uint8_t> second(b, side);
-        compare_areas(first.data(), second.data(), size);
-      }
-      if (testing::Test::HasFailure()) return;
-    }
-  }
-}
-
-TEST(Statistics, EveryLengthAroundTheBlocks) {
-  const std::vector<uint8_t> bytes = support::make_frame(support::pattern::kRandom, {1100, 1}, 3);
-  for (int32_t count = 1; count < 1100; ++count) {
-    const guarded_buffer<uint8_t> data(
-        std::span<const uint8_t>{bytes}.first(static_cast<size_t>(count)));
-    ASSERT_EQ(standard_deviation(data.data(), count),
-              simple::standard_deviation(data.data(), count));
-    ASSERT_EQ(count_intensity_cs1(data.data(), count, 1, count, 0),
-              simple::count_intensity_cs1(data.data(), count, 1, count, 0));
-  }
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Water detection against its simple form, and the bands that just make or miss a verdict.
+// Water detection: the bands that just make or miss a verdict.
 #include <gtest/gtest.h>
 #include <numeric>
 
@@ -31,19 +31,6 @@ void fill(std::vector<uint8_t> *frame, frame_size size, area a, uint8_t level) {
 int32_t guarded_is_water(const std::vector<uint8_t> &frame, frame_size size, guard side) {
   const support::guarded_buffer<uint8_t> image(frame, side);
   return is_water(image.data(), size.width, size.height);
-}
-
-TEST(Water, MatchesSimpleForm_AllSizesAndPatterns) {
-  for (const frame_size size : support::frame_sizes()) {
-    for (const support::pattern kind : support::kPatterns) {
-      const std::vector<uint8_t> frame = support::make_frame(kind, size, 3);
-      const int32_t expected = simple::is_water(frame.data(), size.width, size.height);
-      for (const guard side : {guard::kEnd, guard::kStart}) {
-        EXPECT_EQ(guarded_is_water(frame, size, side), expected)
-            << support::pattern_name(kind) << " " << size.width << "x" << size.height;
-      }
-    }
-  }
 }
 
 // Bands about as long and as many as the limits, at random places: of every kind of verdict there

@@ -1,8 +1,8 @@
 // The image functions once more in their simplest form: one loop per sentence of their
 // description, no regard for speed. Tests and fuzzers compare the library with them, benchmarks
 // measure beside them.
-#ifndef ORVA_TESTS_SIMPLE_FORMS_H
-#define ORVA_TESTS_SIMPLE_FORMS_H
+#ifndef ORVA_SIMPLE_FORMS_H
+#define ORVA_SIMPLE_FORMS_H
 
 #include <orva_fp/image.h>
 

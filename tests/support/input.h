@@ -1,15 +1,13 @@
-// Draws numbers from a fuzzer's input; zeros when it is used up.
-#ifndef ORVA_FUZZ_INPUT_H
-#define ORVA_FUZZ_INPUT_H
+// Draws numbers from a string of bytes, a fuzzer's input or random ones; zeros when it is used up.
+#ifndef ORVA_TESTS_INPUT_H
+#define ORVA_TESTS_INPUT_H
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <span>
 
-namespace fuzz {
+namespace support {
 
 class input {
  public:
@@ -25,8 +23,9 @@ class input {
 
   // Any number, the ends of every range more often than the others.
   int32_t number() {
-    static constexpr int32_t kEnds[] = {0,   1,    -1,   2,    127,  128,       254,      255,
-                                        256, -127, -128, -255, -256, INT32_MAX, INT32_MIN};
+    static constexpr int32_t kEnds[] = {
+        0,   1,    -1,   2,    127,  128,       254,       255,
+        256, -127, -128, -255, -256, INT32_MAX, INT32_MIN, INT32_MIN + 1};
     const uint8_t choice = byte();
     if (choice < std::size(kEnds)) return kEnds[choice];
     return choice < 200 ? choice - 50 : static_cast<int32_t>(take(4));
@@ -49,13 +48,6 @@ class input {
   std::span<const uint8_t> rest_;
 };
 
-// Makes a finding of whatever must not be.
-inline void expect(bool holds, const char *where, const char *what) {
-  if (holds) return;
-  fprintf(stderr, "%s: %s\n", where, what);
-  abort();
-}
-
-}  // namespace fuzz
+}  // namespace support
 
 #endif
