@@ -170,7 +170,7 @@ TEST_P(DeviceOperations, SendsExactlyTheseRecords) {
 TEST_P(DeviceOperations, ReportsTheDriversFailure) {
   const uint8_t last = GetParam().sent.back().opcode;
   const uint32_t nth = last == 5 ? 2 : 0;  // the first power command belongs to opening
-  open_driver({.faults = {{.opcode = last, .nth = nth}}});
+  open_driver(support::refuses(last, nth));
   EXPECT_EQ(GetParam().run(g_fp_device_handle), FP_ERR_DRIVER_IO);
 }
 
@@ -212,7 +212,7 @@ TEST_F(Device, Open_NodePresentButNotOpenable) {
 }
 
 TEST_F(Device, Open_PowerOnFails) {
-  support::attach_sensor({.faults = {{.opcode = 5, .nth = 1}}});
+  support::attach_sensor(support::refuses(5));
   int32_t handle = 0;
   EXPECT_EQ(orvaFpDeviceOpen(&handle), FP_ERR_DRIVER_IO);
   EXPECT_GT(handle, 0) << "the descriptor is the caller's to close";
@@ -233,7 +233,7 @@ TEST_F(Device, Close) {
 }
 
 TEST_F(Device, InfoMemory_FirstCommandFails_SecondIsNotSent) {
-  open_driver({.faults = {{.opcode = 6, .nth = 1}}});
+  open_driver(support::refuses(6));
   EXPECT_EQ(orvaFpDeviceEEPROMEnable(g_fp_device_handle, 1), FP_ERR_DRIVER_IO);
   EXPECT_EQ(orvaFpDeviceReset(g_fp_device_handle), FP_OK);
   EXPECT_THAT(journal, ElementsAre("E- DeviceEEPROMEnable start non-tz 1", "> set-clock 0 fails",
@@ -270,7 +270,7 @@ const wait_case kWaits[] = {
 class DeviceWait : public support::sensor_fixture, public testing::WithParamInterface<wait_case> {};
 
 TEST_P(DeviceWait, Outcome) {
-  open_driver({.interrupts = {GetParam().plan}});
+  open_driver(support::raises(GetParam().plan));
   ASSERT_EQ(orvaFpDeviceEnableInt(g_fp_device_handle, 1), FP_OK);
   journal.clear();
   EXPECT_EQ(orvaFpDeviceWaitInt(g_fp_device_handle, GetParam().timeout_ms), GetParam().status);

@@ -13,6 +13,8 @@ using simulator::interrupt_plan;
 using simulator::sensor_config;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
+using support::raises;
+using support::refuses;
 using testing::ElementsAreArray;
 
 constexpr uint32_t kNoLimit = 0xFFFFFFFF;
@@ -21,7 +23,13 @@ constexpr uint8_t kDisarm = 165;
 
 using strings = std::vector<std::string>;
 
+strings operator+(strings first, const strings &then) {
+  first.insert(first.end(), then.begin(), then.end());
+  return first;
+}
+
 const strings kArmed = {"E- DeviceEnableInt 1 4 10 1", "> int-enable 1"};
+const strings kArmFailed = {"E- DeviceEnableInt 1 4 10 1", "> int-enable 1 fails"};
 const strings kDisarmed = {"E- DeviceEnableInt 0 4 10 1", "> int-disable 1"};
 const strings kDisarmFailed = {"E- DeviceEnableInt 0 4 10 1", "> int-disable 1 fails"};
 const strings kTriggered = {"E- DeviceWaitInt poll trigger", "I: sensor_test interrupt tirgger"};
@@ -34,99 +42,44 @@ struct wait_case {
   int32_t abort_flag;  // on entry
   sensor_config sensor;
   int32_t status;
-  std::vector<strings> journal;
-  int32_t at_least_ms = 0;
+  int32_t at_least_ms;
+  strings journal;
 };
 
 std::ostream &operator<<(std::ostream &out, const wait_case &c) { return out << c.name; }
 
 const wait_case kWaits[] = {
-    {"Timed_InterruptComes",
-     1000,
-     0,
-     {.interrupts = {interrupt_plan::after(30)}},
-     FP_OK,
-     {kArmed, kTriggered, kDisarmed},
-     30},
-    {"Timed_LimitPasses",
-     60,
-     0,
-     {.interrupts = {interrupt_plan::after(500)}},
-     FP_ERR_INT_NOT_TRIGGERED,
-     {kArmed, kTimedOut, kDisarmed},
-     60},
-    {"Timed_FlagIsNotLookedAt",
-     300,
-     1,
-     {.interrupts = {interrupt_plan::after(60)}},
-     FP_OK,
-     {kArmed, kTriggered, kDisarmed},
-     60},
-    {"Timed_ZeroOnlyLooks", 0, 0, {}, FP_ERR_INT_NOT_TRIGGERED, {kArmed, kTimedOut, kDisarmed}},
-    {"Timed_LongestLimits",
-     0xFFFFFFFE,
-     1,
-     {.interrupts = {interrupt_plan::after(30)}},
-     FP_OK,
-     {kArmed, kTriggered, kDisarmed},
-     30},
-    {"Timed_ErrorEventIsNoInterrupt",
-     200,
-     0,
-     {.interrupts = {interrupt_plan::error_event()}},
-     FP_ERR_INT_NOT_TRIGGERED,
-     {kArmed, kTimedOut, kDisarmed}},
-    {"Timed_ArmingFails",
-     1000,
-     0,
-     {.faults = {{kArm}}},
-     FP_ERR_DRIVER_IO,
-     {{"E- DeviceEnableInt 1 4 10 1", "> int-enable 1 fails"}}},
+    {"Timed_InterruptComes", 1000, 0, raises(interrupt_plan::after(30)), FP_OK, 30,
+     kArmed + kTriggered + kDisarmed},
+    {"Timed_LimitPasses", 60, 0, raises(interrupt_plan::after(500)), FP_ERR_INT_NOT_TRIGGERED, 60,
+     kArmed + kTimedOut + kDisarmed},
+    {"Timed_FlagIsNotLookedAt", 300, 1, raises(interrupt_plan::after(60)), FP_OK, 60,
+     kArmed + kTriggered + kDisarmed},
+    {"Timed_ZeroOnlyLooks", 0, 0, {}, FP_ERR_INT_NOT_TRIGGERED, 0, kArmed + kTimedOut + kDisarmed},
+    {"Timed_LongestLimits", 0xFFFFFFFE, 1, raises(interrupt_plan::after(30)), FP_OK, 30,
+     kArmed + kTriggered + kDisarmed},
+    {"Timed_ErrorEventIsNoInterrupt", 200, 0, raises(interrupt_plan::error_event()),
+     FP_ERR_INT_NOT_TRIGGERED, 0, kArmed + kTimedOut + kDisarmed},
+    {"Timed_ArmingFails", 1000, 0, refuses(kArm), FP_ERR_DRIVER_IO, 0, kArmFailed},
     {"Timed_DisarmingFailsAfterInterrupt",
      1000,
      0,
      {.faults = {{kDisarm}}, .interrupts = {interrupt_plan::after(0)}},
      FP_ERR_DRIVER_IO,
-     {kArmed, kTriggered, kDisarmFailed}},
-    {"Timed_DisarmingFailsAfterTimeout",
-     10,
      0,
-     {.faults = {{kDisarm}}},
-     FP_ERR_DRIVER_IO,
-     {kArmed, kTimedOut, kDisarmFailed}},
-    {"NoLimit_InterruptAfterManySlices",
-     kNoLimit,
-     0,
-     {.interrupts = {interrupt_plan::after(80)}},
-     FP_OK,
-     {kArmed, kTriggered, kDisarmed},
-     80},
-    {"NoLimit_FlagSetOnEntry_OneSliceRuns",
-     kNoLimit,
-     1,
-     {},
-     FP_ERR_INT_NOT_TRIGGERED,
-     {kArmed, kAborted, kDisarmed},
-     10},
-    {"NoLimit_InterruptWinsOverTheFlag",
-     kNoLimit,
-     -1,
-     {.interrupts = {interrupt_plan::after(0)}},
-     FP_OK,
-     {kArmed, kTriggered, kDisarmed}},
-    {"NoLimit_ErrorEventThenAbort",
-     kNoLimit,
-     1,
-     {.interrupts = {interrupt_plan::error_event()}},
-     FP_ERR_INT_NOT_TRIGGERED,
-     {kArmed, kAborted, kDisarmed}},
-    {"NoLimit_DisarmingFailsAfterAbort",
-     kNoLimit,
-     1,
-     {.faults = {{kDisarm}}},
-     FP_ERR_DRIVER_IO,
-     {kArmed, kAborted, kDisarmFailed},
-     10},
+     kArmed + kTriggered + kDisarmFailed},
+    {"Timed_DisarmingFailsAfterTimeout", 10, 0, refuses(kDisarm), FP_ERR_DRIVER_IO, 0,
+     kArmed + kTimedOut + kDisarmFailed},
+    {"NoLimit_InterruptAfterManySlices", kNoLimit, 0, raises(interrupt_plan::after(80)), FP_OK, 80,
+     kArmed + kTriggered + kDisarmed},
+    {"NoLimit_FlagSetOnEntry_OneSliceRuns", kNoLimit, 1, raises(interrupt_plan::never()),
+     FP_ERR_INT_NOT_TRIGGERED, 10, kArmed + kAborted + kDisarmed},
+    {"NoLimit_InterruptWinsOverTheFlag", kNoLimit, -1, raises(interrupt_plan::after(0)), FP_OK, 0,
+     kArmed + kTriggered + kDisarmed},
+    {"NoLimit_ErrorEventThenAbort", kNoLimit, 1, raises(interrupt_plan::error_event()),
+     FP_ERR_INT_NOT_TRIGGERED, 0, kArmed + kAborted + kDisarmed},
+    {"NoLimit_DisarmingFailsAfterAbort", kNoLimit, 1, refuses(kDisarm), FP_ERR_DRIVER_IO, 10,
+     kArmed + kAborted + kDisarmFailed},
 };
 
 class InterruptWait : public support::sensor_fixture,
@@ -146,9 +99,7 @@ TEST_P(InterruptWait, Outcome) {
   EXPECT_EQ(wait_interrupt_in_sensor_test(c.timeout_ms), c.status);
   EXPECT_GE(steady_clock::now() - start, milliseconds(c.at_least_ms) - milliseconds(1));
 
-  strings expected;
-  for (const strings &part : c.journal) expected.insert(expected.end(), part.begin(), part.end());
-  EXPECT_THAT(journal, ElementsAreArray(expected));
+  EXPECT_THAT(journal, ElementsAreArray(c.journal));
   EXPECT_EQ(g_sensor_test_abort, c.abort_flag) << "the library only reads it";
 }
 

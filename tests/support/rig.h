@@ -11,6 +11,16 @@
 
 namespace support {
 
+// A sensor that refuses the n-th command with a code.
+inline simulator::sensor_config refuses(uint8_t opcode, uint32_t nth = 1) {
+  return {.faults = {{opcode, nth}}};
+}
+
+// A sensor that does this after the first arming.
+inline simulator::sensor_config raises(simulator::interrupt_plan plan) {
+  return {.interrupts = {plan}};
+}
+
 // Puts a fresh sensor behind the node.
 void attach_sensor(const simulator::sensor_config &config);
 
