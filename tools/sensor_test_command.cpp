@@ -1,11 +1,7 @@
 // orva-fp sensor-test: one run of a script, with the secure side that a scenario plays.
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <orva_fp/device.h>
 #include <orva_fp/sensor_test.h>
@@ -13,6 +9,7 @@
 #include "simulator/libc_front.h"
 #include "simulator/scenario.h"
 #include "tools/commands.h"
+#include "tools/output_folder.h"
 #include "tools/trace.h"
 #ifdef ORVA_FP_IMAGE_COMMAND
 #include "tools/image/inspect.h"
@@ -61,18 +58,6 @@ fs::path log_file(const options &o) {
 }
 
 fs::path data_file(const options &o) { return fs::path(o.out) / "fp_data.bin"; }
-
-void prepare_folder(const std::string &out) {
-  const auto fail = [&](const std::string &why) {
-    throw command_error(kBadOutput, "output folder " + out + ": " + why);
-  };
-  if (out.size() > kLongestFolder) {
-    fail("the path is longer than " + std::to_string(kLongestFolder) + " characters");
-  }
-  if (mkdir(out.c_str(), 0777) != 0 && errno != EEXIST) fail(strerror(errno));
-  if (!fs::is_directory(out)) fail(strerror(ENOTDIR));
-  if (access(out.c_str(), W_OK | X_OK) != 0) fail(strerror(errno));
-}
 
 std::string with_size(const fs::path &file) {
   std::error_code missing;
@@ -130,7 +115,11 @@ exit_status run(const options &o) {
     throw command_error(kBadUsage, "scenario " + scenario.name + " is not meant for script " +
                                        std::to_string(o.script));
   }
-  prepare_folder(o.out);
+  if (o.out.size() > kLongestFolder) {
+    refuse_output_folder(
+        o.out, "the path is longer than " + std::to_string(kLongestFolder) + " characters");
+  }
+  prepare_output_folder(o.out);
 
   trace show(o.verbose);
   show.note("scenario", scenario.name + ": " + scenario.description);

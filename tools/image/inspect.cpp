@@ -7,12 +7,12 @@
 #include <iostream>
 #include <map>
 #include <mutex>
-#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
 #include "tools/image/contact_sheet.h"
 #include "tools/image/report.h"
+#include "tools/output_folder.h"
 
 namespace tools {
 
@@ -48,20 +48,6 @@ class progress {
   const size_t total_;
   const bool shown_;
 };
-
-void prepare_folder(const std::string &out) {
-  if (out.empty()) return;
-  std::error_code error;
-  if (!fs::exists(out, error)) {
-    fs::create_directory(out, error);
-  } else if (!fs::is_directory(out, error)) {
-    error = std::make_error_code(std::errc::not_a_directory);
-  }
-  if (!error && access(out.c_str(), W_OK | X_OK) != 0) {
-    error = std::error_code(errno, std::generic_category());
-  }
-  if (error) throw command_error(kBadOutput, "output folder " + out + ": " + error.message());
-}
 
 // FRAME.png in OUT for each frame; frames of one name in several folders are numbered.
 std::vector<fs::path> sheet_paths(const inspect_job &job) {
@@ -119,7 +105,7 @@ outcome inspect_one(const inspect_job &job, const std::string &file, const fs::p
 }  // namespace
 
 exit_status inspect(const inspect_job &job) {
-  prepare_folder(job.out);
+  if (!job.out.empty()) prepare_output_folder(job.out);
   const std::vector<fs::path> sheets = sheet_paths(job);
   std::vector<outcome> outcomes(job.files.size());
   {
