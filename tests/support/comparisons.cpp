@@ -389,7 +389,7 @@ constexpr comparison kComparisons[] = {
     {"flip_horizontal", in_place<flip_horizontal, simple::flip_horizontal>},
     {"image_reverse", in_place<image_reverse, simple::image_reverse>},
     {"images_flips", compare_images_flips},
-    {"T dummy removal", compare_dummy_removal},
+    {"remove_T_dummy, transpose_remove_T_dummy", compare_dummy_removal},
 };
 
 }  // namespace
