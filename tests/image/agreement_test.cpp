@@ -54,7 +54,7 @@ TEST_P(Agreement, EverySizeAndPattern) {
 }
 
 TEST_P(Agreement, DrawnFramesWithLinesAcrossThem) {
-  for (unsigned round = 0; round < 600; ++round) {
+  for (unsigned round = 0; round < 400; ++round) {
     ASSERT_EQ(differences(400, round, std::nullopt), "") << "round " << round;
   }
 }

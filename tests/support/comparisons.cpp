@@ -196,7 +196,7 @@ void compare_offset_min(scene &s) {
 
 template <typename Mean, typename Library, typename Simple>
 void compare_otsu(scene &s, Library library, Simple simple_form) {
-  const frame_size size = s.size(kOtsuPixels, 20000);
+  const frame_size size = s.size(kOtsuPixels, 9000);
   const guarded_buffer<uint8_t> image = s.guarded(s.frame(size));
   const guarded_buffer<uint8_t> mask = s.guarded(s.mask(size));
   uint32_t low[2] = {7, 8};
@@ -215,7 +215,7 @@ void compare_otsu(scene &s, Library library, Simple simple_form) {
 // Both block functions; quadrants has a meaning for the first alone.
 template <typename Library, typename Simple>
 void compare_blocks(scene &s, bool may_be_quadrants, Library library, Simple simple_form) {
-  const frame_size size = s.size(kOtsuPixels, 10000);
+  const frame_size size = s.size(kOtsuPixels, 5000);
   const guarded_buffer<uint8_t> image = s.guarded(s.frame(size));
   const guarded_buffer<uint8_t> mask = s.guarded(s.mask(size));
   const uint32_t mode = s.in.below(6);
