@@ -92,21 +92,33 @@ TEST(Water, BlockOfDarkPixels) {
   }
 }
 
-// 21 equal rows with a mean of 100, that is a threshold of 95, above a row of one level: too low
-// for any column to qualify.
-int32_t water_of_rows(std::vector<uint8_t> start) {
-  constexpr size_t kWidth = 100;
-  std::vector<uint8_t> row = std::move(start);
-  const size_t sum = std::accumulate(row.begin(), row.end(), size_t{0});
-  const size_t left = kWidth - row.size();
-  const size_t missing = 100 * kWidth - sum;
+// 21 equal lines of 100 pixels whose mean is just short of 101, that is with a threshold of 95,
+// before a line of one level. Lines across them are too short to qualify.
+std::vector<uint8_t> equal_lines(std::vector<uint8_t> line) {
+  constexpr size_t kLength = 100;
+  const size_t sum = std::accumulate(line.begin(), line.end(), size_t{0});
+  const size_t left = kLength - line.size();
+  const size_t missing = 101 * kLength - 1 - sum;
   for (size_t i = 0; i < left; ++i) {
-    row.push_back(static_cast<uint8_t>(missing / left + (i < missing % left ? 1 : 0)));
+    line.push_back(static_cast<uint8_t>(missing / left + (i < missing % left ? 1 : 0)));
   }
   std::vector<uint8_t> frame;
-  for (int y = 0; y < 21; ++y) frame.insert(frame.end(), row.begin(), row.end());
-  frame.insert(frame.end(), kWidth, 100);
-  return guarded_is_water(frame, {100, 22}, guard::kEnd);
+  for (int y = 0; y < 21; ++y) frame.insert(frame.end(), line.begin(), line.end());
+  frame.insert(frame.end(), kLength, 100);
+  return frame;
+}
+
+int32_t water_of_rows(std::vector<uint8_t> start) {
+  return guarded_is_water(equal_lines(std::move(start)), {100, 22}, guard::kEnd);
+}
+
+int32_t water_of_columns(std::vector<uint8_t> start) {
+  const std::vector<uint8_t> rows = equal_lines(std::move(start));
+  std::vector<uint8_t> frame;
+  for (size_t y = 0; y < 100; ++y) {
+    for (size_t x = 0; x < 22; ++x) frame.push_back(rows[x * 100 + y]);
+  }
+  return guarded_is_water(frame, {22, 100}, guard::kEnd);
 }
 
 std::vector<uint8_t> levels(std::initializer_list<std::pair<size_t, uint8_t>> runs) {
@@ -116,12 +128,24 @@ std::vector<uint8_t> levels(std::initializer_list<std::pair<size_t, uint8_t>> ru
 }
 
 TEST(Water, PixelEqualToThresholdContinuesAStretchOnly) {
-  EXPECT_EQ(water_of_rows(levels({{1, 120}, {1, 94}, {31, 95}, {1, 96}})), 1);
-  EXPECT_EQ(water_of_rows(levels({{1, 120}, {1, 94}, {30, 95}, {1, 96}})), 0);
-  EXPECT_EQ(water_of_rows(levels({{1, 120}, {40, 95}, {1, 96}})), 0);
-  EXPECT_EQ(water_of_rows(levels({{1, 120}, {9, 95}, {1, 94}, {31, 95}, {1, 96}})), 1);
-  EXPECT_EQ(water_of_rows(levels({{1, 120}, {9, 95}, {1, 94}, {30, 95}, {1, 96}})), 0);
-  EXPECT_EQ(water_of_rows(levels({{2, 94}, {30, 95}, {1, 96}})), 0) << "column 0 is not walked";
+  const struct {
+    std::vector<uint8_t> start;
+    int32_t expected;
+  } cases[] = {{levels({{1, 120}, {1, 94}, {31, 95}, {1, 96}}), 1},
+               {levels({{1, 120}, {1, 94}, {30, 95}, {1, 96}}), 0},
+               {levels({{1, 120}, {40, 95}, {1, 96}}), 0},
+               {levels({{1, 120}, {9, 95}, {1, 94}, {31, 95}, {1, 96}}), 1},
+               {levels({{1, 120}, {9, 95}, {1, 94}, {30, 95}, {1, 96}}), 0}};
+  for (const auto &c : cases) {
+    EXPECT_EQ(water_of_rows(c.start), c.expected) << testing::PrintToString(c.start);
+    EXPECT_EQ(water_of_columns(c.start), c.expected) << testing::PrintToString(c.start);
+  }
+}
+
+TEST(Water, ColumnZeroIsNotWalkedButRowZeroIs) {
+  const std::vector<uint8_t> dark = levels({{2, 94}, {30, 95}, {1, 96}});
+  EXPECT_EQ(water_of_rows(dark), 0);
+  EXPECT_EQ(water_of_columns(dark), 1);
   EXPECT_EQ(water_of_rows(levels({{2, 94}, {31, 95}, {1, 96}})), 1);
 }
 
