@@ -60,10 +60,10 @@ void append_result_text(log_text &text, const char (&result_text)[SENSOR_TEST_TE
   }
 }
 
-// Writes the whole file. Returns 0, or the system error number of the failed open.
-int write_result(const result_path &path, const void *data, size_t size) {
-  if (!path.fits()) return ENAMETOOLONG;
-  return file_write(path.text, data, size) != 0 ? errno : 0;
+// Writes the whole file, or logs the system error number.
+void write_result(const result_path &path, const void *data, size_t size, const test_line &failed) {
+  const bool written = path.fits() && file_write(path.text, data, size) == 0;
+  if (!written) log_test_line(kLogError, failed, path.fits() ? errno : ENAMETOOLONG);
 }
 
 void save_data(const save_profile &profile, const sensor_test_reply &reply, const char *folder,
@@ -75,8 +75,7 @@ void save_data(const save_profile &profile, const sensor_test_reply &reply, cons
                   {profile.data_failed.line, "sensor_test data_len = %d, only %d bytes saved"},
                   reply.data_len, size);
   }
-  const int error = write_result(path, reply.data, static_cast<size_t>(size));
-  if (error != 0) log_test_line(kLogError, profile.data_failed, error);
+  write_result(path, reply.data, static_cast<size_t>(size), profile.data_failed);
   if (profile.data_saved.text != nullptr) {
     log_test_line(kLogInfo, profile.data_saved, folder, kDataFile.base_name, kDataFile.extension);
   }
@@ -113,8 +112,7 @@ void save_results(const save_profile &profile, const sensor_test_reply &reply, c
   compose_path(path, folder, *profile.log);
   log_test_line(kLogInfo, profile.log_saved, folder, profile.log->base_name,
                 profile.log->extension);
-  const int error = write_result(path, text.bytes, text.length);
-  if (error != 0) log_test_line(kLogError, profile.log_failed, error);
+  write_result(path, text.bytes, text.length, profile.log_failed);
 }
 
 }  // namespace orva

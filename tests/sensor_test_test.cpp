@@ -448,6 +448,7 @@ TEST_F(SensorTest, FailedSavesAreLoggedWithTheirErrorNumber) {
   struct failure {
     int32_t script_id;
     std::string path;
+    int error;     // 0 from a libc that tells none
     strings tail;  // of the journal
   };
   const std::string ns = log_path("NS");
@@ -456,22 +457,26 @@ TEST_F(SensorTest, FailedSavesAreLoggedWithTheirErrorNumber) {
   for (const failure &c :
        {failure{1000,
                 data,
+                ENOSPC,
                 {"fopen " + data + " wb", "E: Save bin fail, errno=28", "I: Save bin=" + data,
                  "I: save result=" + ns, "fopen " + ns + " wb", closing(0)}},
         failure{1000,
                 ns,
+                ENOSPC,
                 {"I: save result=" + ns, "fopen " + ns + " wb",
                  "E: Save NS result log fail, errno=28", closing(0)}},
         failure{1002,
                 data,
+                ENOSPC,
                 {"fopen " + data + " wb", "E: Save bin fail, errno=28", "I: save result=" + snr,
                  "fopen " + snr + " wb", closing(0)}},
         failure{1005,
                 snr,
+                0,
                 {"I: save result=" + snr, "fopen " + snr + " wb",
-                 "E: Save SNR result log fail, errno=28", closing(0)}}}) {
+                 "E: Save SNR result log fail, errno=0", closing(0)}}}) {
     support::libc().fopen_fails_for = c.path;
-    support::libc().fopen_error = ENOSPC;
+    support::libc().fopen_error = c.error;
     journal.clear();
     EXPECT_EQ(run(c.script_id, {{.result = 0, .text = "", .data = {1}}}), FP_OK);
     ASSERT_GE(journal.size(), c.tail.size());

@@ -66,7 +66,7 @@ extern "C" int remove(const char *path) {
 
 extern "C" FILE *fopen(const char *path, const char *mode) {
   support::note("fopen ", path, " ", mode);
-  if (support::libc().fopen_error != 0 && support::libc().fopen_fails_for == path) {
+  if (support::libc().fopen_fails_for == path) {
     errno = support::libc().fopen_error;
     return nullptr;
   }
