@@ -41,7 +41,7 @@ int32_t fr_has_noise(const uint8_t *image, int32_t width, int32_t height,
     param->delta_spike_count = delta_count;
   }
   int32_t result = 0;
-  if (int64_t{strong_count} > 3 * (width / 48)) result |= NOISE_CHECK_STRONG;
+  if (width > 0 && int64_t{strong_count} > 3 * (width / 48)) result |= NOISE_CHECK_STRONG;
   if (delta_count > NOISE_DELTA_LIMIT) result |= NOISE_CHECK_DELTA;
   return result;
 }

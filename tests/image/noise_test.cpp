@@ -74,9 +74,11 @@ TEST(HasNoise, StrongLimitGrowsWithTheWidth) {
 
 TEST(HasNoise, WithoutInteriorOrRecord) {
   const bytes image(100, 1);
-  for (const frame_size size : {frame_size{2, 50}, {50, 2}, {0, 9}, {9, 0}, {-5, 9}, {9, -5}}) {
+  for (const frame_size size :
+       {frame_size{2, 50}, {50, 2}, {0, 9}, {9, 0}, {-5, 9}, {-96, 9}, {9, -96}}) {
     EXPECT_EQ(fr_has_noise(image.data(), size.width, size.height, nullptr), 0);
-    EXPECT_EQ(detect(fr_has_noise, image.data(), size, 3, INT32_MIN).delta, 0u);
+    EXPECT_EQ(detect(fr_has_noise, image.data(), size, 3, INT32_MIN),
+              (detection{0, 3, 0, 0, static_cast<uint32_t>(INT32_MIN)}));
   }
   EXPECT_EQ(fr_has_noise(image.data(), 10, 10, nullptr), 0);
 }
