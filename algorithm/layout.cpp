@@ -147,5 +147,6 @@ void transpose_remove_T_dummy(const uint16_t *src, int32_t width, int32_t height
   const size_t left = columns / 2;
   const size_t right = columns - left - 1;
   transpose(src + 1, rows, dst, columns - 1, rows - 1, left);
+  if (right == 0) return;
   transpose(src + ((left + 1) * rows + 1), rows, dst + left, columns - 1, rows - 1, right);
 }
