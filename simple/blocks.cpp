@@ -50,7 +50,7 @@ void vCalculateBlockDROtsuCS1(const uint8_t *image, const void *, uint32_t *bloc
   const int32_t w = g_img_alg_sd.width, h = g_img_alg_sd.height, s = slice_window_size;
   *block_count = 0;
   if (s == 0 || w < s || h < s) return;
-  static uint8_t work[255 * 255];
+  uint8_t work[255 * 255];
   for (int32_t by = 0; by < h / s; ++by) {
     for (int32_t bx = 0; bx < w / s; ++bx) {
       const int32_t left = (w % s) / 2 + bx * s, top = (h % s) / 2 + by * s;
