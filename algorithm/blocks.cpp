@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "algorithm/lane_blocks.h"
 #include "orva_fp/image.h"
 #include "orva_fp/log.h"
 #include "platform/log_line.h"
@@ -138,7 +139,9 @@ size_t gather_block(const source &from, size_t side, uint8_t *pixels) {
   for (size_t y = 0; y < side; ++y) {
     const source row = from.at(0, y);
     if (row.mask == nullptr) {
-      memcpy(pixels + count, row.image, side);
+      orva::for_lane_blocks<16>(side, [&](size_t offset, auto size) {
+        memcpy(pixels + count + offset, row.image + offset, size);
+      });
       count += side;
     } else {
       for (size_t x = 0; x < side; ++x) {

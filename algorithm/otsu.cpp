@@ -148,6 +148,18 @@ struct high_class {
   int64_t sum;
 };
 
+// A score in exact arithmetic, in units of 1 / total^2. A fraction, so that comparing needs no
+// division.
+struct score_ratio {
+  double numerator;
+  double denominator;  // above 0
+
+  bool reaches(double score) const { return numerator >= score * denominator; }
+  bool operator<(const score_ratio &other) const {
+    return numerator * other.denominator < other.numerator * denominator;
+  }
+};
+
 struct otsu_result {
   uint8_t threshold;
   uint32_t low_count;
@@ -190,7 +202,7 @@ class otsu_search {
   struct gap {
     high_class below;
     high_class above;
-    double bound;  // no level in the gap scores higher, in units of 1 / total_squared_
+    score_ratio bound;  // no level in the gap scores higher
 
     bool holds(uint8_t level) const { return below.level < level && level < above.level; }
     // The mean of the pixels in it, or the level beside that.
@@ -228,7 +240,7 @@ class otsu_search {
   // The score of one level. Single precision in exactly this order: it decides near ties.
   void rate(const high_class &high) {
     const int64_t low_count = count_ - high.count;
-    if (low_count == 0 || high.count == 0) return;
+    if (low_count == 0 || high.count == 0 || !exact_score(high, 0, 0).reaches(limit_)) return;
     const float low_size = static_cast<float>(low_count);
     const float high_size = static_cast<float>(high.count);
     const float low_mean = static_cast<float>(sum_ - high.sum) / low_size;
@@ -269,27 +281,30 @@ class otsu_search {
     const double s = static_cast<double>(sum);
     const double lo = static_cast<double>(lowest);
     const double hi = static_cast<double>(highest);
-    const double crossing = (n * hi - s) / (hi - lo);
-    const double bound = std::max({exact_score(below, crossing, crossing * lo),
-                                   exact_score(below, 1, std::max(lo, s - (n - 1) * hi)),
-                                   exact_score(below, n - 1, std::max((n - 1) * lo, s - hi))});
-    gaps_[gap_count_++] = {below, above, bound};
+    const double crossing = n * hi - s;  // in units of 1 / (hi - lo)
+    const score_ratio bound =
+        std::max({exact_score(below, crossing, crossing * lo, hi - lo),
+                  exact_score(below, 1, std::max(lo, s - (n - 1) * hi)),
+                  exact_score(below, n - 1, std::max((n - 1) * lo, s - hi))});
+    if (bound.reaches(limit_)) gaps_[gap_count_++] = {below, above, bound};
   }
 
-  // The score, in units of 1 / total_squared_, when count pixels of that sum join the low class.
-  double exact_score(const high_class &high, double count, double sum) const {
-    const double all = static_cast<double>(count_);
-    const double low_count = static_cast<double>(count_ - high.count) + count;
-    const double low_sum = static_cast<double>(sum_ - high.sum) + sum;
-    const double moment = low_sum * all - static_cast<double>(sum_) * low_count;
-    return moment * moment / (low_count * (all - low_count));
+  // The score when count / units pixels of the sum sum / units join the low class.
+  score_ratio exact_score(const high_class &high, double count, double sum,
+                          double units = 1) const {
+    const double all = static_cast<double>(count_) * units;
+    const double low_count = static_cast<double>(count_ - high.count) * units + count;
+    const double low_sum = static_cast<double>(sum_ - high.sum) * units + sum;
+    const double moment =
+        low_sum * static_cast<double>(count_) - static_cast<double>(sum_) * low_count;
+    return {moment * moment, low_count * (all - low_count)};
   }
 
   // False when no gap is left.
   bool drop_hopeless_gaps() {
     size_t kept = 0;
     for (size_t i = 0; i < gap_count_; ++i) {
-      if (gaps_[i].bound >= limit_) gaps_[kept++] = gaps_[i];
+      if (gaps_[i].bound.reaches(limit_)) gaps_[kept++] = gaps_[i];
     }
     gap_count_ = kept;
     return kept != 0;
@@ -304,8 +319,8 @@ class otsu_search {
       const gap *candidate = &gaps_[i];
       if (candidate->holds(estimate_)) return levels_around(estimate_);
       if (i == 0) continue;
-      if (candidate->bound > first->bound) std::swap(candidate, first);
-      if (second == nullptr || candidate->bound > second->bound) second = candidate;
+      if (first->bound < candidate->bound) std::swap(candidate, first);
+      if (second == nullptr || second->bound < candidate->bound) second = candidate;
     }
     const uint8_t middle = first->middle();
     if (second == nullptr) return levels_around(middle);
