@@ -139,13 +139,69 @@ uint8_t highest_up_to(const pixel_set &pixels, uint8_t limit) {
   return highest;
 }
 
+size_t participants(const pixel_set &pixels) {
+  if (pixels.mask == nullptr) return pixels.size;
+  const sums<2> over = excess<2>({pixels.mask, nullptr, pixels.size}, {0, 1});
+  return pixels.size - static_cast<size_t>(over[0] - over[1]);
+}
+
+// ---- Small sets ---------------------------------------------------------------------------------
+
+// So few pixels that 16 bits hold their sum, whatever the level: a widened copy, filled up with
+// zeros, needs neither flushes nor ends.
+class small_set {
+ public:
+  static constexpr size_t kMostPixels = 256;
+
+  explicit small_set(const pixel_set &pixels) : size(pixels.size) {
+    uint8_t bytes[kMostPixels] = {};
+    memcpy(bytes, pixels.values, size);
+    for (size_t i = 0; i < kMostPixels; ++i) values_[i] = bytes[i];
+  }
+
+  // The sum of max(value, level).
+  uint16_t sum_of_maxima(uint16_t level) const {
+    uint16_t sum = 0;
+    for (const uint16_t value : values_) sum = static_cast<uint16_t>(sum + std::max(value, level));
+    return sum;
+  }
+  uint8_t highest_up_to(uint16_t limit) const {
+    uint16_t highest = 0;
+    for (const uint16_t value : values_) {
+      highest = std::max(highest, static_cast<uint16_t>(value & -(value <= limit)));
+    }
+    return static_cast<uint8_t>(highest);
+  }
+
+  const size_t size;
+
+ private:
+  uint16_t values_[kMostPixels];
+};
+
+template <size_t kLevels>
+sums<kLevels> excess(const small_set &pixels, const levels<kLevels> &candidates) {
+  sums<kLevels> totals;
+  for (size_t k = 0; k < kLevels; ++k) {
+    totals[k] = pixels.sum_of_maxima(candidates[k]) -
+                static_cast<int64_t>(small_set::kMostPixels) * candidates[k];
+  }
+  return totals;
+}
+
+uint8_t highest_up_to(const small_set &pixels, uint8_t limit) {
+  return pixels.highest_up_to(limit);
+}
+
+size_t participants(const small_set &pixels) { return pixels.size; }
+
 // ---- Search -------------------------------------------------------------------------------------
 
-// The pixels above a level.
+// The pixels above a level. The numbers are whole and far below 2^53; doubles save converting them.
 struct high_class {
   uint8_t level;
-  int64_t count;
-  int64_t sum;
+  double count;
+  double sum;
 };
 
 // A score in exact arithmetic, in units of 1 / total^2. A fraction, so that comparing needs no
@@ -168,25 +224,21 @@ struct otsu_result {
   float high_mean;
 };
 
+template <typename Pixels>
 class otsu_search {
  public:
-  otsu_search(const pixel_set &pixels, int32_t width, int32_t height)
+  otsu_search(const Pixels &pixels, int32_t width, int32_t height)
       : pixels_(pixels),
         total_(static_cast<float>(width) * static_cast<float>(height)),
         total_squared_(static_cast<double>(pixels.size) * static_cast<double>(pixels.size)) {}
 
   otsu_result run() {
-    constexpr levels<2> kLowest = {0, 1};
-    count_ = static_cast<int64_t>(pixels_.size);
-    if (pixels_.mask != nullptr) {
-      const sums<2> mask = excess({pixels_.mask, nullptr, pixels_.size}, kLowest);
-      count_ -= mask[0] - mask[1];
-    }
-    const sums<2> lowest = excess(pixels_, kLowest);
-    sum_ = lowest[0];
+    count_ = static_cast<double>(participants(pixels_));
+    const sums<2> lowest = excess<2>(pixels_, {0, 1});
+    sum_ = static_cast<double>(lowest[0]);
     if (count_ == 0) return {};
 
-    const high_class above_0 = {0, lowest[0] - lowest[1], lowest[0]};
+    const high_class above_0 = {0, static_cast<double>(lowest[0] - lowest[1]), sum_};
     rate(above_0);
     open_gap(above_0, {255, 0, 0});
     estimate_ = static_cast<uint8_t>(sum_ / count_);
@@ -207,8 +259,8 @@ class otsu_search {
     bool holds(uint8_t level) const { return below.level < level && level < above.level; }
     // The mean of the pixels in it, or the level beside that.
     uint8_t middle() const {
-      const int64_t mean = (below.sum - above.sum) / (below.count - above.count);
-      return static_cast<uint8_t>(std::clamp<int64_t>(mean, below.level + 1, above.level - 1));
+      const int mean = static_cast<int>((below.sum - above.sum) / (below.count - above.count));
+      return static_cast<uint8_t>(std::clamp(mean, below.level + 1, above.level - 1));
     }
   };
   // Gaps are disjoint and hold a level each.
@@ -221,7 +273,7 @@ class otsu_search {
       const uint8_t level = candidates[k];
       if (candidates[k + 1] != level + 1) continue;
       const int64_t count = over[k] - over[k + 1];
-      split_gap({level, count, over[k] + level * count});
+      split_gap({level, static_cast<double>(count), static_cast<double>(over[k] + level * count)});
     }
   }
 
@@ -239,7 +291,7 @@ class otsu_search {
 
   // The score of one level. Single precision in exactly this order: it decides near ties.
   void rate(const high_class &high) {
-    const int64_t low_count = count_ - high.count;
+    const double low_count = count_ - high.count;
     if (low_count == 0 || high.count == 0 || !exact_score(high, 0, 0).reaches(limit_)) return;
     const float low_size = static_cast<float>(low_count);
     const float high_size = static_cast<float>(high.count);
@@ -252,8 +304,8 @@ class otsu_search {
     if (score < best_score_ || (score == best_score_ && high.level >= best_.threshold)) return;
 
     best_score_ = score;
-    best_ = {high.level, static_cast<uint32_t>(low_count), static_cast<uint32_t>(high.count),
-             low_mean, high_mean};
+    best_ = {high.level, static_cast<uint32_t>(static_cast<int64_t>(low_count)),
+             static_cast<uint32_t>(static_cast<int64_t>(high.count)), low_mean, high_mean};
     // The best threshold of all lies half-way between the means of its classes.
     estimate_ = static_cast<uint8_t>((low_mean + high_mean) / 2);
     // What a level must reach in exact arithmetic to have a chance. The rounded means are off by
@@ -266,21 +318,17 @@ class otsu_search {
   }
 
   void open_gap(const high_class &below, const high_class &above) {
-    const int64_t count = below.count - above.count;
-    const int64_t sum = below.sum - above.sum;
-    const int64_t lowest = below.level + 1;
-    const int64_t highest = above.level;
+    const double n = below.count - above.count;
+    const double s = below.sum - above.sum;
+    const double lo = below.level + 1;
+    const double hi = above.level;
     // One pixel, or all at one end: every level in the gap splits as one of its ends does.
-    if (count < 2 || sum == count * lowest || sum == count * highest) return;
+    if (n < 2 || s == n * lo || s == n * hi) return;
 
-    // The low class of a level in the gap has k of the gap's pixels, 0 < k < count unless it splits
-    // as one of the ends does. Their sum is at least k * lowest, and at least what is left when all
+    // The low class of a level in the gap has k of the gap's n pixels, 0 < k < n unless it splits
+    // as one of the ends does. Their sum is at least k * lo, and at least what is left when all
     // others have the highest level. Along either line the score is a convex function of k (the
     // square of a linear one over a concave one), so it is greatest where a line ends.
-    const double n = static_cast<double>(count);
-    const double s = static_cast<double>(sum);
-    const double lo = static_cast<double>(lowest);
-    const double hi = static_cast<double>(highest);
     const double crossing = n * hi - s;  // in units of 1 / (hi - lo)
     const score_ratio bound =
         std::max({exact_score(below, crossing, crossing * lo, hi - lo),
@@ -292,11 +340,10 @@ class otsu_search {
   // The score when count / units pixels of the sum sum / units join the low class.
   score_ratio exact_score(const high_class &high, double count, double sum,
                           double units = 1) const {
-    const double all = static_cast<double>(count_) * units;
-    const double low_count = static_cast<double>(count_ - high.count) * units + count;
-    const double low_sum = static_cast<double>(sum_ - high.sum) * units + sum;
-    const double moment =
-        low_sum * static_cast<double>(count_) - static_cast<double>(sum_) * low_count;
+    const double all = count_ * units;
+    const double low_count = (count_ - high.count) * units + count;
+    const double low_sum = (sum_ - high.sum) * units + sum;
+    const double moment = low_sum * count_ - sum_ * low_count;
     return {moment * moment, low_count * (all - low_count)};
   }
 
@@ -334,11 +381,11 @@ class otsu_search {
             static_cast<uint8_t>(first + 3)};
   }
 
-  const pixel_set pixels_;
+  const Pixels pixels_;
   const float total_;           // over all pixels, whatever the mask
   const double total_squared_;  // of the same number, unrounded
-  int64_t count_ = 0;           // of participating pixels
-  int64_t sum_ = 0;
+  double count_ = 0;            // of participating pixels
+  double sum_ = 0;
   uint8_t estimate_ = 0;
 
   otsu_result best_ = {};
@@ -352,7 +399,11 @@ class otsu_search {
 otsu_result find_otsu(const uint8_t *image, int32_t width, int32_t height, const uint8_t *mask) {
   if (width <= 0 || height <= 0) return {};
   const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height);
-  return otsu_search({image, mask, size}, width, height).run();
+  const pixel_set pixels = {image, mask, size};
+  if (mask == nullptr && size <= small_set::kMostPixels) {
+    return otsu_search(small_set(pixels), width, height).run();
+  }
+  return otsu_search(pixels, width, height).run();
 }
 
 }  // namespace
