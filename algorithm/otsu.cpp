@@ -159,16 +159,16 @@ class small_set {
     for (size_t i = 0; i < kMostPixels; ++i) values_[i] = bytes[i];
   }
 
-  // The sum of max(value, level).
-  uint16_t sum_of_maxima(uint16_t level) const {
+  // The sum of max(value, level). Signed lanes, whose maximum every x86-64 processor has.
+  uint16_t sum_of_maxima(int16_t level) const {
     uint16_t sum = 0;
-    for (const uint16_t value : values_) sum = static_cast<uint16_t>(sum + std::max(value, level));
+    for (const int16_t value : values_) sum = static_cast<uint16_t>(sum + std::max(value, level));
     return sum;
   }
-  uint8_t highest_up_to(uint16_t limit) const {
-    uint16_t highest = 0;
-    for (const uint16_t value : values_) {
-      highest = std::max(highest, static_cast<uint16_t>(value & -(value <= limit)));
+  uint8_t highest_up_to(int16_t limit) const {
+    int16_t highest = 0;
+    for (const int16_t value : values_) {
+      highest = std::max(highest, static_cast<int16_t>(value & -(value <= limit)));
     }
     return static_cast<uint8_t>(highest);
   }
@@ -176,7 +176,7 @@ class small_set {
   const size_t size;
 
  private:
-  uint16_t values_[kMostPixels];
+  int16_t values_[kMostPixels];
 };
 
 template <size_t kLevels>
@@ -199,21 +199,8 @@ size_t participants(const small_set &pixels) { return pixels.size; }
 
 // The pixels above a level. The numbers are whole and far below 2^53; doubles save converting them.
 struct high_class {
-  uint8_t level;
   double count;
   double sum;
-};
-
-// A score in exact arithmetic, in units of 1 / total^2. A fraction, so that comparing needs no
-// division.
-struct score_ratio {
-  double numerator;
-  double denominator;  // above 0
-
-  bool reaches(double score) const { return numerator >= score * denominator; }
-  bool operator<(const score_ratio &other) const {
-    return numerator * other.denominator < other.numerator * denominator;
-  }
 };
 
 struct otsu_result {
@@ -233,15 +220,14 @@ class otsu_search {
         total_squared_(static_cast<double>(pixels.size) * static_cast<double>(pixels.size)) {}
 
   otsu_result run() {
-    count_ = static_cast<double>(participants(pixels_));
-    const sums<2> lowest = excess<2>(pixels_, {0, 1});
-    sum_ = static_cast<double>(lowest[0]);
-    if (count_ == 0) return {};
+    all_.count = static_cast<double>(participants(pixels_));
+    all_.sum = static_cast<double>(excess<1>(pixels_, {0})[0]);
+    if (all_.count == 0) return {};
 
-    const high_class above_0 = {0, static_cast<double>(lowest[0] - lowest[1]), sum_};
-    rate(above_0);
-    open_gap(above_0, {255, 0, 0});
-    estimate_ = static_cast<uint8_t>(sum_ / count_);
+    above(kBelowAll) = all_;
+    above(255) = {0, 0};
+    open_gap(kBelowAll, 255);
+    estimate_ = static_cast<int>(all_.sum / all_.count);
     while (drop_hopeless_gaps()) sweep(next_levels());
 
     if (best_score_ > 0) best_.threshold = highest_up_to(pixels_, best_.threshold);
@@ -249,22 +235,32 @@ class otsu_search {
   }
 
  private:
-  // Levels between two counted ones, of which none has been counted. They differ in how many of
-  // the pixels in (below.level, above.level] they leave in the low class.
-  struct gap {
-    high_class below;
-    high_class above;
-    score_ratio bound;  // no level in the gap scores higher
+  static constexpr int kBelowAll = -1;
 
-    bool holds(uint8_t level) const { return below.level < level && level < above.level; }
-    // The mean of the pixels in it, or the level beside that.
-    uint8_t middle() const {
-      const int mean = static_cast<int>((below.sum - above.sum) / (below.count - above.count));
-      return static_cast<uint8_t>(std::clamp(mean, below.level + 1, above.level - 1));
-    }
+  // Levels between two counted ones, of which none has been counted. They differ in how many of
+  // the pixels in (below, above] they leave in the low class.
+  struct gap {
+    int below;
+    int above;
+    double bound;  // no level in the gap scores higher
+
+    bool holds(int level) const { return below < level && level < above; }
   };
   // Gaps are disjoint and hold a level each.
   static constexpr size_t kMostGaps = 128;
+
+  high_class &above(int level) { return above_[static_cast<size_t>(level - kBelowAll)]; }
+  const high_class &above(int level) const {
+    return above_[static_cast<size_t>(level - kBelowAll)];
+  }
+
+  // The mean of the pixels in the gap, or the level beside that.
+  int middle(const gap &g) const {
+    const high_class &low = above(g.below);
+    const high_class &high = above(g.above);
+    const int mean = static_cast<int>((low.sum - high.sum) / (low.count - high.count));
+    return std::clamp(mean, g.below + 1, g.above - 1);
+  }
 
   // Counts the classes of all levels whose successor is swept with them.
   void sweep(const levels<4> &candidates) {
@@ -273,41 +269,43 @@ class otsu_search {
       const uint8_t level = candidates[k];
       if (candidates[k + 1] != level + 1) continue;
       const int64_t count = over[k] - over[k + 1];
-      split_gap({level, static_cast<double>(count), static_cast<double>(over[k] + level * count)});
+      above(level) = {static_cast<double>(count), static_cast<double>(over[k] + level * count)};
+      split_gap(level);
     }
   }
 
-  void split_gap(const high_class &high) {
+  void split_gap(int level) {
     for (size_t i = 0; i < gap_count_; ++i) {
-      if (!gaps_[i].holds(high.level)) continue;
+      if (!gaps_[i].holds(level)) continue;
       const gap split = gaps_[i];
       gaps_[i] = gaps_[--gap_count_];
-      rate(high);
-      open_gap(split.below, high);
-      open_gap(high, split.above);
+      rate(level);
+      open_gap(split.below, level);
+      open_gap(level, split.above);
       return;
     }
   }
 
   // The score of one level. Single precision in exactly this order: it decides near ties.
-  void rate(const high_class &high) {
-    const double low_count = count_ - high.count;
-    if (low_count == 0 || high.count == 0 || !exact_score(high, 0, 0).reaches(limit_)) return;
+  void rate(int level) {
+    const high_class &high = above(level);
+    const double low_count = all_.count - high.count;
+    if (low_count == 0 || high.count == 0 || exact_score(high, 0, 0) < limit_) return;
     const float low_size = static_cast<float>(low_count);
     const float high_size = static_cast<float>(high.count);
-    const float low_mean = static_cast<float>(sum_ - high.sum) / low_size;
+    const float low_mean = static_cast<float>(all_.sum - high.sum) / low_size;
     const float high_mean = static_cast<float>(high.sum) / high_size;
     const float low_share = low_size / total_;
     const float high_share = high_size / total_;
     const float distance = low_mean - high_mean;
     const float score = distance * ((low_share * high_share) * distance);
-    if (score < best_score_ || (score == best_score_ && high.level >= best_.threshold)) return;
+    if (score < best_score_ || (score == best_score_ && level >= best_.threshold)) return;
 
     best_score_ = score;
-    best_ = {high.level, static_cast<uint32_t>(static_cast<int64_t>(low_count)),
+    best_ = {static_cast<uint8_t>(level), static_cast<uint32_t>(static_cast<int64_t>(low_count)),
              static_cast<uint32_t>(static_cast<int64_t>(high.count)), low_mean, high_mean};
     // The best threshold of all lies half-way between the means of its classes.
-    estimate_ = static_cast<uint8_t>((low_mean + high_mean) / 2);
+    estimate_ = static_cast<int>((low_mean + high_mean) / 2);
     // What a level must reach in exact arithmetic to have a chance. The rounded means are off by
     // less than 3 * 255 / 2^24 each, the distance by less than 1e-4. A score being (shares)
     // (distance)^2 with a product of shares of at most 1/4, its root is off by half of that, and
@@ -317,11 +315,13 @@ class otsu_search {
     limit_ = (static_cast<double>(score) - margin) * (1 - 4e-6) * total_squared_;
   }
 
-  void open_gap(const high_class &below, const high_class &above) {
-    const double n = below.count - above.count;
-    const double s = below.sum - above.sum;
-    const double lo = below.level + 1;
-    const double hi = above.level;
+  void open_gap(int lower, int upper) {
+    if (upper - lower < 2) return;
+    const high_class &low = above(lower);
+    const double n = low.count - above(upper).count;
+    const double s = low.sum - above(upper).sum;
+    const double lo = lower + 1;
+    const double hi = upper;
     // One pixel, or all at one end: every level in the gap splits as one of its ends does.
     if (n < 2 || s == n * lo || s == n * hi) return;
 
@@ -330,28 +330,26 @@ class otsu_search {
     // others have the highest level. Along either line the score is a convex function of k (the
     // square of a linear one over a concave one), so it is greatest where a line ends.
     const double crossing = n * hi - s;  // in units of 1 / (hi - lo)
-    const score_ratio bound =
-        std::max({exact_score(below, crossing, crossing * lo, hi - lo),
-                  exact_score(below, 1, std::max(lo, s - (n - 1) * hi)),
-                  exact_score(below, n - 1, std::max((n - 1) * lo, s - hi))});
-    if (bound.reaches(limit_)) gaps_[gap_count_++] = {below, above, bound};
+    const double bound = std::max({exact_score(low, crossing, crossing * lo, hi - lo),
+                                   exact_score(low, 1, std::max(lo, s - (n - 1) * hi)),
+                                   exact_score(low, n - 1, std::max((n - 1) * lo, s - hi))});
+    if (bound >= limit_) gaps_[gap_count_++] = {lower, upper, bound};
   }
 
   // The score when count / units pixels of the sum sum / units join the low class.
-  score_ratio exact_score(const high_class &high, double count, double sum,
-                          double units = 1) const {
-    const double all = count_ * units;
-    const double low_count = (count_ - high.count) * units + count;
-    const double low_sum = (sum_ - high.sum) * units + sum;
-    const double moment = low_sum * count_ - sum_ * low_count;
-    return {moment * moment, low_count * (all - low_count)};
+  double exact_score(const high_class &high, double count, double sum, double units = 1) const {
+    const double low_count = (all_.count - high.count) * units + count;
+    const double low_sum = (all_.sum - high.sum) * units + sum;
+    const double moment = low_sum * all_.count - all_.sum * low_count;
+    const double high_count = all_.count * units - low_count;
+    return moment * moment / (low_count * high_count);
   }
 
   // False when no gap is left.
   bool drop_hopeless_gaps() {
     size_t kept = 0;
     for (size_t i = 0; i < gap_count_; ++i) {
-      if (gaps_[i].bound.reaches(limit_)) gaps_[kept++] = gaps_[i];
+      if (gaps_[i].bound >= limit_) gaps_[kept++] = gaps_[i];
     }
     gap_count_ = kept;
     return kept != 0;
@@ -369,29 +367,29 @@ class otsu_search {
       if (first->bound < candidate->bound) std::swap(candidate, first);
       if (second == nullptr || second->bound < candidate->bound) second = candidate;
     }
-    const uint8_t middle = first->middle();
-    if (second == nullptr) return levels_around(middle);
-    const uint8_t other = second->middle();
-    return {middle, static_cast<uint8_t>(middle + 1), other, static_cast<uint8_t>(other + 1)};
+    const int one = middle(*first);
+    if (second == nullptr) return levels_around(one);
+    const int other = middle(*second);
+    return {byte(one), byte(one + 1), byte(other), byte(other + 1)};
   }
 
-  static levels<4> levels_around(uint8_t level) {
-    const uint8_t first = static_cast<uint8_t>(std::min(level - 1, 252));
-    return {first, static_cast<uint8_t>(first + 1), static_cast<uint8_t>(first + 2),
-            static_cast<uint8_t>(first + 3)};
+  static levels<4> levels_around(int level) {
+    const int first = std::clamp(level - 1, 0, 252);
+    return {byte(first), byte(first + 1), byte(first + 2), byte(first + 3)};
   }
+  static uint8_t byte(int level) { return static_cast<uint8_t>(level); }
 
-  const Pixels pixels_;
+  const Pixels &pixels_;
   const float total_;           // over all pixels, whatever the mask
   const double total_squared_;  // of the same number, unrounded
-  double count_ = 0;            // of participating pixels
-  double sum_ = 0;
-  uint8_t estimate_ = 0;
+  high_class all_ = {};         // the participating pixels
+  int estimate_ = 0;
 
   otsu_result best_ = {};
   float best_score_ = 0;
   double limit_ = 0;
 
+  std::array<high_class, 257> above_;  // of the counted levels, from kBelowAll on
   std::array<gap, kMostGaps> gaps_;
   size_t gap_count_ = 0;
 };
