@@ -40,6 +40,26 @@ bool add_above(int32_t floor, const uint8_t *bytes, size_t size, uint32_t *sum) 
   return add_block_above(floor, bytes, size, sum);
 }
 
+// The smallest byte of all runs. It is kept in lanes until the end, and the last block of a run
+// overlaps the one before it, so that no run has an end of its own to pay for.
+uint8_t smallest_of_runs(const byte_runs &runs, const uint8_t *first) {
+  constexpr size_t kLanes = 64;
+  uint8_t lanes[kLanes];
+  std::fill_n(lanes, kLanes, uint8_t{255});
+  for (size_t r = 0; r < runs.count; ++r) {
+    const uint8_t *run = runs.begin(first, r);
+    if (runs.length < kLanes) {
+      lanes[0] = std::min(uint8_t{lanes[0]}, orva::smallest_byte(run, runs.length));
+      continue;
+    }
+    for (size_t at = 0; at < runs.length; at += kLanes) {
+      const uint8_t *block = run + std::min(at, runs.length - kLanes);
+      for (size_t i = 0; i < kLanes; ++i) lanes[i] = std::min(uint8_t{lanes[i]}, uint8_t{block[i]});
+    }
+  }
+  return orva::smallest_byte(lanes, kLanes);
+}
+
 }  // namespace
 
 int32_t count_intensity_cs1(const uint8_t *image, int32_t stride, int32_t rows, int32_t cols,
@@ -72,11 +92,7 @@ int32_t calculate_minimum(const uint8_t *image, int32_t width, int32_t height, i
   const ptrdiff_t first_row = (height - box_height) / 2;
   const ptrdiff_t first_column = (width - box_width) / 2;
   const uint8_t *box = image + (first_row * width + first_column);
-  uint8_t smallest = 255;
-  for (size_t r = 0; r < runs.count; ++r) {
-    smallest = std::min(smallest, orva::smallest_byte(runs.begin(box, r), runs.length));
-  }
-  return smallest;
+  return smallest_of_runs(runs, box);
 }
 
 uint32_t euclidean_distance_cs1(const uint8_t *image_a, const uint8_t *image_b, int32_t stride,
