@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "algorithm/lane_blocks.h"
 #include "orva_fp/image.h"
 
 namespace {
@@ -68,13 +69,15 @@ void transpose(const uint16_t *__restrict src, size_t src_step, uint16_t *__rest
     const size_t length = std::min(dst_rows - first, kStripLength);
     const uint16_t *from = src + first;
     uint16_t *to = dst + first * dst_step;
-    size_t c = 0;
-    for (; c + kStripRows <= dst_columns; c += kStripRows) {
-      transpose_strip(from + c * src_step, src_step, to + c, dst_step, length);
-    }
-    for (; c < dst_columns; ++c) {
-      for (size_t r = 0; r < length; ++r) to[r * dst_step + c] = from[c * src_step + r];
-    }
+    orva::for_lane_blocks<kStripRows>(dst_columns, [&](size_t c, size_t count) {
+      if (count == kStripRows) {
+        transpose_strip(from + c * src_step, src_step, to + c, dst_step, length);
+        return;
+      }
+      for (size_t k = c; k < c + count; ++k) {
+        for (size_t r = 0; r < length; ++r) to[r * dst_step + k] = from[k * src_step + r];
+      }
+    });
   }
 }
 
