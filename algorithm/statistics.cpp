@@ -41,8 +41,9 @@ bool add_above(int32_t floor, const uint8_t *bytes, size_t size, uint32_t *sum) 
 }
 
 // The smallest byte of all runs. It is kept in lanes until the end, and the last block of a run
-// overlaps the one before it, so that no run has an end of its own to pay for.
+// overlaps the one before it, so that none of many runs has an end of its own to pay for.
 uint8_t smallest_of_runs(const byte_runs &runs, const uint8_t *first) {
+  if (runs.count == 1) return orva::smallest_byte(first, runs.length);
   constexpr size_t kLanes = 64;
   uint8_t lanes[kLanes];
   std::fill_n(lanes, kLanes, uint8_t{255});
