@@ -247,6 +247,8 @@ TEST_F(LogCalls, Images) {
   EXPECT_EQ(is_mq4xx_white_noise(frame.data(), 52, 2), 1);
   frame[1] = 7;
   EXPECT_EQ(is_mq4xx_white_noise(frame.data(), 52, 2), 0);
+  frame[52 + 50] = 3;  // the last inner sample
+  EXPECT_EQ(is_mq4xx_white_noise(frame.data(), 52, 2), 0);
   EXPECT_EQ(is_mq4xx_white_noise(frame.data(), 0, 2), 0);
   EXPECT_EQ(is_mq4xx_white_noise(frame.data(), 2, 2), 0);
 
@@ -263,6 +265,7 @@ TEST_F(LogCalls, Images) {
                   image + "is_mq4xx_white_noise:1561 DBG_NOIDSE k=100, max=65535, min=65535",
                   image + "is_mq4xx_white_noise:1564 white_noise 100",
                   image + "is_mq4xx_white_noise:1561 DBG_NOIDSE k=99, max=65535, min=7",
+                  image + "is_mq4xx_white_noise:1561 DBG_NOIDSE k=98, max=65535, min=3",
                   image + "is_mq4xx_white_noise:1561 DBG_NOIDSE k=0, max=0, min=65535",
                   image + "is_mq4xx_white_noise:1561 DBG_NOIDSE k=0, max=0, min=65535",
                   image + "vCalculateBlockDROtsuCS1:1370 slice_window_size: 16, W(2), H(1)"));

@@ -56,6 +56,24 @@ TEST(CalculateMinimum, OddMarginsPutTheBoxUpAndLeft) {
   }
 }
 
+TEST(CalculateMinimum, EveryPixelOfTheBoxCounts) {
+  constexpr int32_t kWidth = 140;
+  constexpr int32_t kHeight = 4;
+  for (const int32_t box_width : {1, 40, 63, 64, 65, 100, 128, 130, 140}) {
+    const int32_t left = (kWidth - box_width) / 2;
+    std::vector<uint8_t> image(kWidth * kHeight, 200);
+    for (int32_t at = 0; at < kWidth * kHeight; ++at) {
+      uint8_t &pixel = image[static_cast<size_t>(at)];
+      pixel = 7;
+      const int32_t x = at % kWidth - left;
+      const bool inside = x >= 0 && x < box_width && at / kWidth >= 1 && at / kWidth <= 2;
+      ASSERT_EQ(calculate_minimum(image.data(), kWidth, kHeight, box_width, 2), inside ? 7 : 200)
+          << box_width << " at " << at;
+      pixel = 200;
+    }
+  }
+}
+
 TEST(CalculateMinimum, EmptyBoxIs255) {
   constexpr int32_t kLowest = std::numeric_limits<int32_t>::min();
   EXPECT_EQ(calculate_minimum(kFour, 2, 2, 2, 0), 255);
