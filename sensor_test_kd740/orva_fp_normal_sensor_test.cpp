@@ -1,6 +1,7 @@
 // Sensor-test entry: removal of earlier results, the driver, the script's request loop.
 #include <orva_fp/device.h>
 #include <orva_fp/sensor_test.h>
+#include <orva_fp/version.h>
 
 #include "sensor_test_kd740/request_loop.h"
 #include "sensor_test_kd740/result_files.h"
@@ -12,7 +13,6 @@ using orva::kLogError;
 using orva::kLogInfo;
 using orva::log_test_line;
 
-constexpr char kVersion[] = "2.0.1";
 constexpr int32_t kBuild = 298;
 constexpr int32_t kPatch = 600;
 constexpr int32_t kClockNormal = 1;  // mode of orvaFpDeviceSetClock
@@ -45,7 +45,7 @@ int32_t run_script(int32_t script_id, int32_t options, sensor_test_request_fn re
   log_test_line(
       kLogInfo,
       {195, "sensor_test version X = V%s, script_id = %d, options = %d pDataLogPath = %s"},
-      kVersion, script_id, options, folder);
+      ORVA_FP_VERSION, script_id, options, folder);
   log_test_line(kLogInfo, {197, "sensor_test build = %d, patch = %d"}, kBuild, kPatch);
 
   const int32_t opened = open_driver();

@@ -1,4 +1,7 @@
 /* A C11 program that uses the library as a user would: exit status 0 when all is as promised. */
+#include <stdarg.h>
+#include <string.h>
+
 #include <orva_fp/device.h>
 #include <orva_fp/file.h>
 #include <orva_fp/image.h>
@@ -6,6 +9,27 @@
 #include <orva_fp/memory_time.h>
 #include <orva_fp/sensor_test.h>
 #include <orva_fp/status.h>
+#include <orva_fp/version.h>
+
+/* Log lines come to a program that defines this function. */
+static int version_logged = 0;
+int __android_log_print(int priority, const char *tag, const char *format, ...);
+int __android_log_print(int priority, const char *tag, const char *format, ...) {
+  (void)priority, (void)tag;
+  va_list args;
+  va_start(args, format);
+  if (strstr(va_arg(args, const char *), " = V" ORVA_FP_VERSION ",") != NULL) version_logged = 1;
+  va_end(args);
+  return 1;
+}
+
+/* The library that runs is of the version of the headers. */
+static int has_version_of_headers(void) {
+  g_fp_device_handle = -1; /* open, so that nothing is opened */
+  orvaFpSensorTest(0, 0, 0, 0, NULL, NULL, 0, 0, "no such folder");
+  g_fp_device_handle = 0;
+  return version_logged;
+}
 
 static int32_t no_secure_side(void *context, uint32_t command, const sensor_test_request *request,
                               uint32_t request_size, sensor_test_reply *reply,
@@ -21,7 +45,7 @@ int main(void) {
   const int32_t status =
       orvaFpSensorTest(ORVA_SCRIPT_NORMAL_SCAN, 0, 0, 0, no_secure_side, NULL, 0, 0, NULL);
   int32_t handle = 0;
-  return sys_get_heap_size() == 0 && status == FP_ERR_NULL_LOG_PATH &&
+  return has_version_of_headers() && sys_get_heap_size() == 0 && status == FP_ERR_NULL_LOG_PATH &&
                  orvaFpDeviceClose(handle) == FP_OK && orvaFpDeviceOpen(NULL) == FP_ERR_NULL_PARAM
              ? 0
              : 1;
