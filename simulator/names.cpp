@@ -7,13 +7,10 @@ namespace simulator {
 
 namespace {
 
-template <typename T>
-struct named {
-  T value;
+constexpr struct {
+  uint32_t code;
   std::string_view name;
-};
-
-constexpr named<uint32_t> kActions[] = {
+} kActions[] = {
     {ORVA_TEST_FINISH, "finish"},
     {ORVA_WAIT_INTERRUPT, "wait-interrupt"},
     {ORVA_RESET, "reset"},
@@ -24,43 +21,36 @@ constexpr named<uint32_t> kActions[] = {
     {ORVA_POWER_OFF_ON, "power-off-on"},
 };
 
-constexpr named<int32_t> kStatuses[] = {
-    {FP_OK, "FP_OK"},
-    {FP_ERR_NULL_LOG_PATH, "FP_ERR_NULL_LOG_PATH"},
-    {FP_ERR_INT_NOT_TRIGGERED, "FP_ERR_INT_NOT_TRIGGERED"},
-    {FP_ERR_REQUEST_FAILED, "FP_ERR_REQUEST_FAILED"},
-    {FP_ERR_POLL_TIMEOUT, "FP_ERR_POLL_TIMEOUT"},
-    {FP_ERR_DRIVER_IO, "FP_ERR_DRIVER_IO"},
-    {FP_ERR_NO_DEVICE, "FP_ERR_NO_DEVICE"},
-    {FP_ERR_NULL_PARAM, "FP_ERR_NULL_PARAM"},
-};
-
-template <typename T, size_t N>
-std::string name_of(const named<T> (&table)[N], T value, const std::string &otherwise) {
-  for (const named<T> &entry : table) {
-    if (entry.value == value) return std::string(entry.name);
-  }
-  return otherwise;
-}
-
-template <typename T, size_t N>
-std::optional<T> value_of(const named<T> (&table)[N], std::string_view name) {
-  for (const named<T> &entry : table) {
-    if (entry.name == name) return entry.value;
-  }
-  return std::nullopt;
-}
+constexpr int32_t kStatuses[] = {FP_OK,
+                                 FP_ERR_NULL_LOG_PATH,
+                                 FP_ERR_INT_NOT_TRIGGERED,
+                                 FP_ERR_REQUEST_FAILED,
+                                 FP_ERR_POLL_TIMEOUT,
+                                 FP_ERR_DRIVER_IO,
+                                 FP_ERR_NO_DEVICE,
+                                 FP_ERR_NULL_PARAM};
 
 }  // namespace
 
 std::string action_name(uint32_t code) {
-  return name_of(kActions, code, "code " + std::to_string(code));
+  for (const auto &[value, name] : kActions) {
+    if (value == code) return std::string(name);
+  }
+  return "code " + std::to_string(code);
 }
 
-std::optional<uint32_t> find_action(std::string_view name) { return value_of(kActions, name); }
+std::optional<uint32_t> find_action(std::string_view name) {
+  for (const auto &action : kActions) {
+    if (action.name == name) return action.code;
+  }
+  return std::nullopt;
+}
 
-std::string status_name(int32_t status) { return name_of(kStatuses, status, "unnamed"); }
-
-std::optional<int32_t> find_status(std::string_view name) { return value_of(kStatuses, name); }
+std::optional<int32_t> find_status(std::string_view name) {
+  for (const int32_t status : kStatuses) {
+    if (name == orva_fp_status_name(status)) return status;
+  }
+  return std::nullopt;
+}
 
 }  // namespace simulator

@@ -1,4 +1,4 @@
-// Names for people: action codes as scenarios write them, statuses as the headers name them.
+// Names that scenarios write: action codes, and statuses as the headers name them.
 #ifndef ORVA_SIMULATOR_NAMES_H
 #define ORVA_SIMULATOR_NAMES_H
 
@@ -13,8 +13,7 @@ namespace simulator {
 std::string action_name(uint32_t code);
 std::optional<uint32_t> find_action(std::string_view name);
 
-// "FP_OK", "FP_ERR_DRIVER_IO", ... ; "unnamed" for a status that has no name.
-std::string status_name(int32_t status);
+// The status of a name such as "FP_ERR_DRIVER_IO".
 std::optional<int32_t> find_status(std::string_view name);
 
 }  // namespace simulator

@@ -86,7 +86,7 @@ void trace::command(const simulator::command &c) {
 
 bool trace::status(const std::string &what, int32_t status) {
   event(status == FP_OK ? look::kGood : look::kBad, what,
-        simulator::status_name(status) + " (" + std::to_string(status) + ")");
+        std::string(orva_fp_status_name(status)) + " (" + std::to_string(status) + ")");
   return status == FP_OK;
 }
 
