@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 #include "orva_fp/log.h"
 #include "platform/log_line.h"
@@ -166,14 +167,29 @@ uint8_t dynamic_range(const uint8_t *pixels, size_t count) {
   return static_cast<uint8_t>(static_cast<uint32_t>(high_mean - low_mean));
 }
 
-size_t extent(int32_t length) { return static_cast<size_t>(std::max(length, 0)); }
+// Not inlined, so that small blocks never take the stack that large ones need.
+template <size_t kLargestSide>
+[[gnu::noinline]] void block_ranges(const source &from, const block_grid &grid, uint8_t *values) {
+  // One more than the pixels of the largest block: the last pixel may be copied and left out.
+  uint8_t pixels[kLargestSide * kLargestSide + 1];
+  for (size_t by = 0; by < grid.rows; ++by) {
+    for (size_t bx = 0; bx < grid.columns; ++bx) {
+      const source block = from.at(grid.left + bx * grid.side, grid.top + by * grid.side);
+      *values++ = dynamic_range(pixels, gather_block(block, grid.side, pixels));
+    }
+  }
+}
+
+// The image of the size in force.
+orva::plane<const uint8_t> image_in_force(const uint8_t *image) {
+  return {image, g_img_alg_sd.width, g_img_alg_sd.height};
+}
 
 }  // namespace
 
 void vCalculateBlockDRCS1(const uint8_t *image, uint32_t *block_count, uint8_t *block_values,
                           const uint8_t *mask, uint8_t slice_window_size) {
-  const size_t width = extent(g_img_alg_sd.width);
-  const size_t height = extent(g_img_alg_sd.height);
+  const auto [first, width, height, stride] = image_in_force(image);
   const source all = {image, mask, width};
   if (*block_count == 4) {
     const size_t half_width = width / 2;
@@ -197,16 +213,10 @@ void vCalculateBlockDROtsuCS1(const uint8_t *image, const void * /*unused*/, uin
   output_log(orva::kLogDebug, orva::kLogTag, "orva_image_algorithm", "vCalculateBlockDROtsuCS1",
              1370, "slice_window_size: %d, W(%d), H(%d)", slice_window_size, g_img_alg_sd.width,
              g_img_alg_sd.height);
-  const size_t width = extent(g_img_alg_sd.width);
-  const block_grid grid(width, extent(g_img_alg_sd.height), slice_window_size);
-  const source all = {image, mask, width};
-  // One more than the pixels of the largest block: the last pixel may be copied and left out.
-  uint8_t pixels[kMostSide * kMostSide + 1];
-  for (size_t by = 0; by < grid.rows; ++by) {
-    for (size_t bx = 0; bx < grid.columns; ++bx) {
-      const source block = all.at(grid.left + bx * grid.side, grid.top + by * grid.side);
-      *block_values++ = dynamic_range(pixels, gather_block(block, grid.side, pixels));
-    }
-  }
+  const orva::plane pixels = image_in_force(image);
+  const block_grid grid(pixels.width, pixels.height, slice_window_size);
+  const source all = {image, mask, pixels.width};
+  const auto ranges = grid.side <= kUsualSide ? block_ranges<kUsualSide> : block_ranges<kMostSide>;
+  ranges(all, grid, block_values);
   *block_count = grid.count();
 }

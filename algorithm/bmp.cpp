@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
 namespace {
@@ -11,7 +12,7 @@ constexpr size_t kWidthField = 18;
 constexpr size_t kHeightField = 22;
 
 // Stored rows are filled up to a multiple of this.
-constexpr size_t kRowAlignment = 4;
+constexpr int64_t kRowAlignment = 4;
 
 // Little-endian on any processor and at any alignment.
 uint32_t read_field(const uint8_t *bmp, size_t offset) {
@@ -27,14 +28,10 @@ uint32_t read_field(const uint8_t *bmp, size_t offset) {
 int32_t get_raw_data_from_bmp(const uint8_t *bmp, uint8_t *dst, int32_t *width, int32_t *height) {
   const int32_t columns = static_cast<int32_t>(read_field(bmp, kWidthField));
   const int32_t rows = static_cast<int32_t>(read_field(bmp, kHeightField));
-  if (columns > 0 && rows > 0) {
-    const size_t length = static_cast<size_t>(columns);
-    const size_t stored_length = (length + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
-    const uint8_t *stored = bmp + read_field(bmp, kPixelOffsetField);
-    for (size_t row = 0; row < static_cast<size_t>(rows); ++row) {
-      memcpy(dst + row * length, stored + row * stored_length, length);
-    }
-  }
+  const int64_t stored_row = (int64_t{columns} + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+  const orva::plane stored(bmp + read_field(bmp, kPixelOffsetField), columns, rows, stored_row);
+  const orva::plane packed(dst, columns, rows);
+  for (size_t y = 0; y < stored.height; ++y) memcpy(packed.row(y), stored.row(y), stored.width);
   if (width != nullptr) *width = columns;
   if (height != nullptr) *height = rows;
   return 1;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
 namespace {
@@ -65,14 +66,13 @@ void equalise_below(uint8_t *image, size_t size, const histogram &counts, size_t
 }  // namespace
 
 void histeq(uint8_t *image, int32_t width, int32_t height) {
-  if (width <= 0 || height <= 0) return;
-  const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height);
+  const size_t size = orva::plane(image, width, height).size();
+  if (size == 0) return;
   equalise_below(image, size, count_levels(image, size), 256, static_cast<int64_t>(size));
 }
 
 void histeq_white(uint8_t *image, int32_t width, int32_t height, int32_t white_percent) {
-  if (width <= 0 || height <= 0) return;
-  const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height);
+  const size_t size = orva::plane(image, width, height).size();
   const int64_t pixels = static_cast<int64_t>(size);
   const int64_t white = pixels * white_percent / 100;
   // Above 100 percent there are not enough pixels for any cut.

@@ -7,6 +7,7 @@
 
 #include "algorithm/mark_runs.h"
 #include "algorithm/moments.h"
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 #include "orva_fp/log.h"
 #include "orva_fp/memory_time.h"
@@ -20,9 +21,9 @@ constexpr char kLogFunction[] = "evaluate_image";
 // What keeps the image from being evaluated, or null.
 const char *refusal(const image_eval_record *record, image_dims dims) {
   if (record == nullptr) return "null record";
-  if (record->image == nullptr) return "null image";
-  if (dims.width < 0 || dims.height < 0) return "negative size";
-  if (static_cast<int64_t>(dims.width) * dims.height > EVAL_MARK_MAP_SIZE) return "image too large";
+  const orva::plane image(record->image, dims.width, dims.height);
+  if (!image.empty() && record->image == nullptr) return "null image";
+  if (image.size() > EVAL_MARK_MAP_SIZE) return "image too large";
   return nullptr;
 }
 
@@ -133,16 +134,15 @@ int32_t evaluate_image(image_eval_record *record) {
                "evaluate_image: %s (%d x %d)", reason, dims.width, dims.height);
     return 0;
   }
-  const size_t width = static_cast<size_t>(dims.width);
-  const size_t height = static_cast<size_t>(dims.height);
-  const size_t size = width * height;
+  const orva::plane image(record->image, dims.width, dims.height);
+  const size_t size = image.size();
 
   uint32_t sum = 0;
   int32_t micro_deviation = 0;
-  if (size == 0) {
+  if (image.empty()) {
     record->std_dev = std::numeric_limits<double>::quiet_NaN();
   } else {
-    const orva::moments m = orva::moments_of(record->image, size);
+    const orva::moments m = orva::moments_of(image.data, size);
     const uint32_t count = static_cast<uint32_t>(size);
     const uint32_t mean = m.sum / count;
     sum = m.sum;
@@ -152,9 +152,10 @@ int32_t evaluate_image(image_eval_record *record) {
   }
 
   sys_memclear(record->mark_map, static_cast<uint32_t>(size));
-  mark(record, width, size);
+  mark(record, image.width, size);
   if (record->check_flags != 0 && record->line_check != 0) {
-    record->max_run = static_cast<int32_t>(orva::longest_mark_run(record->mark_map, width, height));
+    record->max_run =
+        static_cast<int32_t>(orva::longest_mark_run(record->mark_map, image.width, image.height));
     record->defect_found = record->max_run >= EVAL_DEFECT_RUN ? 1 : 0;
   }
   output_log(orva::kLogDebug, orva::kLogTag, kLogFile, kLogFunction, 888,

@@ -4,13 +4,10 @@
 #include <cstring>
 
 #include "algorithm/lane_blocks.h"
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
 namespace {
-
-size_t pixels_of(int32_t width, int32_t height) {
-  return static_cast<size_t>(width) * static_cast<size_t>(height);
-}
 
 // Blocks of constant length need no code for their ends.
 constexpr size_t kBlock = 128;
@@ -84,40 +81,36 @@ void transpose(const uint16_t *__restrict src, size_t src_step, uint16_t *__rest
 }  // namespace
 
 void flip_vertical(uint8_t *frame, int32_t width, int32_t height) {
-  if (width <= 0 || height <= 0) return;
-  const size_t row = static_cast<size_t>(width);
-  uint8_t *top = frame;
-  uint8_t *bottom = frame + pixels_of(width, height - 1);
-  for (; top < bottom; top += row, bottom -= row) exchange_rows(top, bottom, row);
+  const orva::plane rows(frame, width, height);
+  for (size_t y = 0; y < rows.height / 2; ++y) {
+    exchange_rows(rows.row(y), rows.row(rows.height - 1 - y), rows.width);
+  }
 }
 
 void flip_horizontal(uint8_t *frame, int32_t width, int32_t height) {
-  if (width <= 0 || height <= 0) return;
-  const size_t row = static_cast<size_t>(width);
-  uint8_t *end = frame + pixels_of(width, height);
-  for (uint8_t *line = frame; line < end; line += row) reverse_bytes(line, row);
+  const orva::plane rows(frame, width, height);
+  for (size_t y = 0; y < rows.height; ++y) reverse_bytes(rows.row(y), rows.width);
 }
 
 void images_flips(uint8_t *frames, int32_t width, int32_t height, uint32_t count, uint8_t mode) {
-  if (width <= 0 || height <= 0) return;
-  const size_t size = pixels_of(width, height);
+  const size_t size = orva::plane(frames, width, height).size();
   const bool vertical = (mode & FLIP_VERTICAL) != 0;
   const bool horizontal = (mode & FLIP_HORIZONTAL) != 0;
+  if (size == 0 || !(vertical || horizontal)) return;
   for (size_t k = 0; k < count; ++k) {
     uint8_t *frame = frames + k * size;
     if (vertical && horizontal) {
       reverse_bytes(frame, size);
     } else if (vertical) {
       flip_vertical(frame, width, height);
-    } else if (horizontal) {
+    } else {
       flip_horizontal(frame, width, height);
     }
   }
 }
 
 void image_reverse(uint8_t *frame, int32_t width, int32_t height) {
-  if (width <= 0 || height <= 0) return;
-  const size_t size = pixels_of(width, height);
+  const size_t size = orva::plane(frame, width, height).size();
   size_t i = 0;
   for (; i + kBlock <= size; i += kBlock) {
     for (size_t k = i; k < i + kBlock; ++k) frame[k] = static_cast<uint8_t>(~frame[k]);
@@ -126,30 +119,30 @@ void image_reverse(uint8_t *frame, int32_t width, int32_t height) {
 }
 
 void remove_T_dummy(const uint16_t *src, int32_t width, int32_t height, uint16_t *dst) {
-  if (width <= 0 || height <= 0) return;
-  const size_t row = static_cast<size_t>(width);
-  const size_t left = row / 2;
-  const size_t right = row - left - 1;
-  for (size_t r = 1; r < static_cast<size_t>(height); ++r) {
-    const uint16_t *line = src + r * row;
-    memcpy(dst, line, left * sizeof *dst);
-    memcpy(dst + left, line + left + 1, right * sizeof *dst);
+  const orva::plane frame(src, width, height);
+  if (frame.width < 2) return;  // nothing is left, and dst may be null
+  const size_t left = frame.width / 2;
+  const size_t right = frame.width - left - 1;
+  for (size_t y = 1; y < frame.height; ++y) {
+    memcpy(dst, frame.row(y), left * sizeof *dst);
+    memcpy(dst + left, frame.row(y) + left + 1, right * sizeof *dst);
     dst += left + right;
   }
 }
 
 void transpose_remove_T_dummy(const uint16_t *src, int32_t width, int32_t height, int32_t keep,
                               uint16_t *dst) {
-  if (width <= 0 || height <= 0) return;
-  const size_t columns = static_cast<size_t>(width);
-  const size_t rows = static_cast<size_t>(height);
+  const orva::plane frame(src, height, width);  // a stored row is a column of the frame
+  const size_t columns = frame.height;
+  const size_t rows = frame.width;
   if (keep != 0) {
     transpose(src, rows, dst, columns, rows, columns);
     return;
   }
+  if (columns < 2 || rows < 2) return;  // nothing is left, and dst may be null
   const size_t left = columns / 2;
   const size_t right = columns - left - 1;
   transpose(src + 1, rows, dst, columns - 1, rows - 1, left);
   if (right == 0) return;
-  transpose(src + ((left + 1) * rows + 1), rows, dst + left, columns - 1, rows - 1, right);
+  transpose(frame.row(left + 1) + 1, rows, dst + left, columns - 1, rows - 1, right);
 }

@@ -5,6 +5,7 @@
 
 #include "algorithm/lane_blocks.h"
 #include "algorithm/median_of_nine.h"
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
 namespace {
@@ -86,10 +87,11 @@ void sort(uint8_t *values, int32_t count) {
 }
 
 void median_filter(uint8_t *image, uint8_t *work, int32_t width, int32_t height) {
-  if (width < 2 || height < 2) return;
-  const size_t columns = static_cast<size_t>(width);
-  const size_t rows = static_cast<size_t>(height);
-  memcpy(work, image, columns * rows);
+  const orva::plane pixels(image, width, height);
+  const size_t columns = pixels.width;
+  const size_t rows = pixels.height;
+  if (columns < 2 || rows < 2) return;
+  memcpy(work, image, pixels.size());
   for (size_t start = 0; start < columns; start += kTile) {
     const size_t count = std::min(kTile, columns - start);
     triple_row triples[3];

@@ -11,6 +11,7 @@
 
 #include "algorithm/lane_blocks.h"
 #include "algorithm/median_of_nine.h"
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
 namespace {
@@ -124,15 +125,15 @@ class score_counter {
 };
 
 template <typename Score>
-void count_spikes(const uint8_t *image, size_t width, size_t height,
-                  std::span<const tally> tallies) {
+void count_spikes(const orva::plane<const uint8_t> &pixels, std::span<const tally> tallies) {
   if (tallies.empty()) return;
   score_counter counter(tallies);
-  for (size_t y = 1; y < height - 1; ++y) {
+  const size_t width = pixels.width;
+  for (size_t y = 1; y < pixels.height - 1; ++y) {
     for (size_t x = 1; x < width - 1; x += kTile) {
       const size_t count = std::min(kTile, width - 1 - x);
       uint8_t *__restrict scores = counter.next_tile();
-      score_pixels<Score>(image + y * width + x, width, count,
+      score_pixels<Score>(pixels.row(y) + x, width, count,
                           [=](size_t i, uint8_t score) { scores[i] = score; });
       counter.add(count);
     }
@@ -191,13 +192,14 @@ uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, int32_t mar
 }
 
 template <typename Score>
-uint32_t replace_spikes_in_image(uint8_t *image, size_t width, size_t height, int32_t margin,
+uint32_t replace_spikes_in_image(const orva::plane<uint8_t> &pixels, int32_t margin,
                                  uint8_t least) {
   uint32_t replaced = 0;
-  for (size_t y = 1; y < height - 1; ++y) {
+  const size_t width = pixels.width;
+  for (size_t y = 1; y < pixels.height - 1; ++y) {
     for (size_t x = 1; x < width - 1; x += kTile) {
       const size_t count = std::min(kTile, width - 1 - x);
-      replaced += replace_spikes<Score>(image + y * width + x, width, count, margin, least);
+      replaced += replace_spikes<Score>(pixels.row(y) + x, width, count, margin, least);
     }
   }
   return replaced;
@@ -210,9 +212,8 @@ int32_t fr_has_noise(const uint8_t *image, int32_t width, int32_t height,
   if (param == nullptr) return 0;
   uint32_t strong_spikes = 0;
   uint32_t delta_spikes = 0;
-  if (width >= 3 && height >= 3) {
-    const size_t columns = static_cast<size_t>(width);
-    const size_t rows = static_cast<size_t>(height);
+  const orva::plane pixels(image, width, height);
+  if (pixels.width >= 3 && pixels.height >= 3) {
     const spike_test strong(NOISE_STRONG_MARGIN);
     const spike_test delta(static_cast<int32_t>(param->spike_delta));
     tally outside[2];
@@ -223,12 +224,12 @@ int32_t fr_has_noise(const uint8_t *image, int32_t width, int32_t height,
     if ((param->noise_flags & NOISE_CHECK_DELTA) != 0 && delta.possible) {
       const tally t = {delta.least, &delta_spikes};
       if (delta.inside) {
-        count_spikes<inside_score>(image, columns, rows, {&t, 1});
+        count_spikes<inside_score>(pixels, {&t, 1});
       } else {
         outside[tests++] = t;
       }
     }
-    count_spikes<outside_score>(image, columns, rows, {outside, tests});
+    count_spikes<outside_score>(pixels, {outside, tests});
   }
   param->strong_spike_count = strong_spikes;
   param->delta_spike_count = delta_spikes;
@@ -242,10 +243,9 @@ int32_t fr_has_noise(const uint8_t *image, int32_t width, int32_t height,
 int32_t remove_noise_use_median_filter(uint8_t *image, int32_t width, int32_t height,
                                        int32_t delta) {
   const spike_test test(delta);
-  if (width < 3 || height < 3 || !test.possible) return 0;
-  const size_t columns = static_cast<size_t>(width);
-  const size_t rows = static_cast<size_t>(height);
+  const orva::plane pixels(image, width, height);
+  if (pixels.width < 3 || pixels.height < 3 || !test.possible) return 0;
   const auto replace =
       test.inside ? replace_spikes_in_image<inside_score> : replace_spikes_in_image<outside_score>;
-  return static_cast<int32_t>(replace(image, columns, rows, delta, test.least));
+  return static_cast<int32_t>(replace(pixels, delta, test.least));
 }

@@ -1,6 +1,7 @@
 // Saturated samples of raw frames, the mean of the image centre, and the offset of an image.
 #include "algorithm/byte_runs.h"
 #include "algorithm/lane_blocks.h"
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 #include "orva_fp/log.h"
 #include "platform/log_line.h"
@@ -36,19 +37,21 @@ uint32_t count_saturated(const uint16_t *samples, size_t size) {
   return count;
 }
 
-// Of all columns but the first and the last; at least three columns. The extremes stay in lanes
+// Of all columns but the first and the last. The extremes stay in lanes
 // until the last row. A count cannot overlap as they may, so whole rows are counted at once and the
 // outer samples taken off again.
-sample_summary summarise(const uint16_t *frame, size_t width, size_t height) {
+sample_summary summarise(const orva::plane<const uint16_t> &frame) {
+  const size_t width = frame.width;
+  if (width <= 2) return {};
   constexpr size_t kLanes = 32;
   uint16_t max[kLanes] = {};
   uint16_t min[kLanes];
   std::fill_n(min, kLanes, uint16_t{65535});
   sample_summary summary;
   const size_t rows_at_once = std::max<size_t>(1, kStretch / width);
-  for (size_t first = 0; first < height; first += rows_at_once) {
-    const size_t rows = std::min(rows_at_once, height - first);
-    const uint16_t *band = frame + first * width;
+  for (size_t first = 0; first < frame.height; first += rows_at_once) {
+    const size_t rows = std::min(rows_at_once, frame.height - first);
+    const uint16_t *band = frame.row(first);
     for (size_t r = 0; r < rows; ++r) {
       const uint16_t *row = band + r * width;
       orva::for_lane_blocks<kLanes>(width - 2, [&](size_t offset, auto count) {
@@ -81,8 +84,7 @@ uint8_t smallest_unmasked(const uint8_t *image, const uint8_t *mask, size_t size
 }  // namespace
 
 int32_t is_mq4xx_white_noise(const uint16_t *frame, uint32_t width, uint32_t height) {
-  sample_summary summary;
-  if (width > 2) summary = summarise(frame, width, height);
+  const sample_summary summary = summarise({frame, width, height});
   output_log(orva::kLogDebug, orva::kLogTag, "orva_image_algorithm", "is_mq4xx_white_noise", 1561,
              "DBG_NOIDSE k=%d, max=%d, min=%d", static_cast<int>(summary.saturated), summary.max,
              summary.min);
@@ -95,20 +97,16 @@ int32_t is_mq4xx_white_noise(const uint16_t *frame, uint32_t width, uint32_t hei
 int32_t image_center_mean(const uint8_t *image, int32_t width, int32_t height, int32_t size) {
   if (size > height || size > width || image == nullptr) return -1;
   if (size <= 0) return 0;
-  const orva::byte_runs runs = orva::runs_of_area(width, size, size);
-  const ptrdiff_t first_row = (height - size) / 2;
-  const ptrdiff_t first_column = (width - size) / 2;
-  const uint8_t *square = image + (first_row * width + first_column);
+  const orva::plane pixels(image, width, height);
+  if (pixels.empty()) return -1;  // nor does a square fit when there are too many pixels
+  const auto square = pixels.centre(size, size).joined();
   uint32_t sum = 0;
-  for (size_t r = 0; r < runs.count; ++r) {
-    sum += orva::sum_bytes(runs.begin(square, r), runs.length);
-  }
-  return static_cast<int32_t>(static_cast<int32_t>(sum) / (static_cast<int64_t>(size) * size));
+  for (size_t y = 0; y < square.height; ++y) sum += orva::sum_bytes(square.row(y), square.width);
+  return static_cast<int32_t>(sum) / (size * size);
 }
 
 int32_t offset_min(uint8_t *image, const uint8_t *mask, int32_t width, int32_t height) {
-  if (width <= 0 || height <= 0) return 255;
-  const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height);
+  const size_t size = orva::plane(image, width, height).size();
   const uint8_t min = smallest_unmasked(image, mask, size);
   for (size_t i = 0; i < size; ++i) image[i] = static_cast<uint8_t>(image[i] - min);
   return min;

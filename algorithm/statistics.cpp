@@ -4,12 +4,13 @@
 
 #include "algorithm/byte_runs.h"
 #include "algorithm/moments.h"
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
 namespace {
 
-using orva::byte_runs;
 using orva::kSumBlock;
+using orva::plane;
 
 [[gnu::always_inline]] inline uint32_t distance_of_block(const uint8_t *a, const uint8_t *b,
                                                          size_t size) {
@@ -42,19 +43,19 @@ bool add_above(int32_t floor, const uint8_t *bytes, size_t size, uint32_t *sum) 
 
 // The smallest byte of all runs. It is kept in lanes until the end, and the last block of a run
 // overlaps the one before it, so that none of many runs has an end of its own to pay for.
-uint8_t smallest_of_runs(const byte_runs &runs, const uint8_t *first) {
-  if (runs.count == 1) return orva::smallest_byte(first, runs.length);
+uint8_t smallest_in(const plane<const uint8_t> &area) {
+  if (area.height == 1) return orva::smallest_byte(area.data, area.width);
   constexpr size_t kLanes = 64;
   uint8_t lanes[kLanes];
   std::fill_n(lanes, kLanes, uint8_t{255});
-  for (size_t r = 0; r < runs.count; ++r) {
-    const uint8_t *run = runs.begin(first, r);
-    if (runs.length < kLanes) {
-      lanes[0] = std::min(uint8_t{lanes[0]}, orva::smallest_byte(run, runs.length));
+  for (size_t y = 0; y < area.height; ++y) {
+    const uint8_t *row = area.row(y);
+    if (area.width < kLanes) {
+      lanes[0] = std::min(uint8_t{lanes[0]}, orva::smallest_byte(row, area.width));
       continue;
     }
-    for (size_t at = 0; at < runs.length; at += kLanes) {
-      const uint8_t *block = run + std::min(at, runs.length - kLanes);
+    for (size_t at = 0; at < area.width; at += kLanes) {
+      const uint8_t *block = row + std::min(at, area.width - kLanes);
       for (size_t i = 0; i < kLanes; ++i) lanes[i] = std::min(uint8_t{lanes[i]}, uint8_t{block[i]});
     }
   }
@@ -65,13 +66,13 @@ uint8_t smallest_of_runs(const byte_runs &runs, const uint8_t *first) {
 
 int32_t count_intensity_cs1(const uint8_t *image, int32_t stride, int32_t rows, int32_t cols,
                             int32_t min_level) {
-  const byte_runs runs = orva::runs_of_area(stride, rows, cols);
+  const auto area = plane(image, cols, rows, stride).joined();
   uint32_t sum = 0;
-  for (size_t r = 0; r < runs.count; ++r) {
-    const uint8_t *run = runs.begin(image, r);
+  for (size_t y = 0; y < area.height; ++y) {
+    const uint8_t *row = area.row(y);
     if (min_level <= 0) {
-      sum += orva::sum_bytes(run, runs.length);
-    } else if (!add_above(min_level, run, runs.length, &sum)) {
+      sum += orva::sum_bytes(row, area.width);
+    } else if (!add_above(min_level, row, area.width, &sum)) {
       return -1;
     }
   }
@@ -80,28 +81,26 @@ int32_t count_intensity_cs1(const uint8_t *image, int32_t stride, int32_t rows, 
 
 int32_t count_average_intensity_cs1(const uint8_t *image, int32_t stride, int32_t rows,
                                     int32_t cols, int32_t min_level) {
-  const int64_t count = static_cast<int64_t>(rows) * cols;
-  if (count == 0) return 0;
+  const plane area(image, cols, rows, stride);
+  if (area.empty()) return 0;
   const int32_t sum = count_intensity_cs1(image, stride, rows, cols, min_level);
-  return static_cast<int32_t>(sum / count);
+  return sum / static_cast<int32_t>(area.size());
 }
 
 int32_t calculate_minimum(const uint8_t *image, int32_t width, int32_t height, int32_t box_width,
                           int32_t box_height) {
-  if (width <= 0 || height <= 0 || box_width <= 0 || box_height <= 0) return 255;
-  const byte_runs runs = orva::runs_of_area(width, box_height, box_width);
-  const ptrdiff_t first_row = (height - box_height) / 2;
-  const ptrdiff_t first_column = (width - box_width) / 2;
-  const uint8_t *box = image + (first_row * width + first_column);
-  return smallest_of_runs(runs, box);
+  const plane pixels(image, width, height);
+  if (pixels.empty()) return 255;
+  return smallest_in(pixels.centre(box_width, box_height).joined());
 }
 
 uint32_t euclidean_distance_cs1(const uint8_t *image_a, const uint8_t *image_b, int32_t stride,
                                 int32_t rows, int32_t cols) {
-  const byte_runs runs = orva::runs_of_area(stride, rows, cols);
+  const auto a = plane(image_a, cols, rows, stride).joined();
+  const auto b = plane(image_b, cols, rows, stride).joined();
   uint32_t sum = 0;
-  for (size_t r = 0; r < runs.count; ++r) {
-    sum += distance(runs.begin(image_a, r), runs.begin(image_b, r), runs.length);
+  for (size_t y = 0; y < a.height; ++y) {
+    sum += distance(a.row(y), b.row(y), a.width);
   }
   return sum;
 }
@@ -114,12 +113,13 @@ double standard_deviation(const uint8_t *data, int32_t count) {
 }
 
 double calculate_sd(const double *values, int32_t count) {
-  // 0.0 / 0 has a different sign on different processors.
-  if (count == 0) return std::numeric_limits<double>::quiet_NaN();
   double sum = 0.0;
   for (int32_t i = 0; i < count; ++i) sum += values[i];
   const double mean = sum / count;
   double spread = 0.0;
   for (int32_t i = 0; i < count; ++i) spread += (values[i] - mean) * (values[i] - mean);
-  return std::sqrt(spread / count);
+  const double deviation = std::sqrt(spread / count);
+  // One for all: what 0 / 0 or infinities give has a different sign on different processors.
+  if (std::isnan(deviation)) return std::numeric_limits<double>::quiet_NaN();
+  return deviation;
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "algorithm/byte_runs.h"
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
 namespace {
@@ -122,9 +123,10 @@ class column_sums {
 }  // namespace
 
 int32_t is_water(const uint8_t *image, int32_t width, int32_t height) {
-  if (width <= 0 || height <= 0) return 0;
-  const size_t columns = static_cast<size_t>(width);
-  const size_t rows = static_cast<size_t>(height);
+  const orva::plane pixels(image, width, height);
+  if (pixels.empty()) return 0;
+  const size_t columns = pixels.width;
+  const size_t rows = pixels.height;
 
   // Column 0 counts in a row's mean but is not searched.
   const auto row_qualifies = [=](size_t row) {

@@ -25,7 +25,9 @@ uint8_t mean_of(const uint8_t *image, const uint8_t *mask, int32_t left, int32_t
 
 void vCalculateBlockDRCS1(const uint8_t *image, uint32_t *block_count, uint8_t *block_values,
                           const uint8_t *mask, uint8_t slice_window_size) {
-  const int32_t w = g_img_alg_sd.width, h = g_img_alg_sd.height, s = slice_window_size;
+  const bool empty = is_empty(g_img_alg_sd.width, g_img_alg_sd.height);
+  const int32_t w = empty ? 0 : g_img_alg_sd.width, h = empty ? 0 : g_img_alg_sd.height;
+  const int32_t s = slice_window_size;
   if (*block_count == 4) {
     block_values[0] = mean_of(image, mask, 0, 0, w / 2, h / 2);
     block_values[1] = mean_of(image, mask, w / 2, 0, w, h / 2);
@@ -49,7 +51,7 @@ void vCalculateBlockDROtsuCS1(const uint8_t *image, const void *, uint32_t *bloc
                               uint8_t slice_window_size) {
   const int32_t w = g_img_alg_sd.width, h = g_img_alg_sd.height, s = slice_window_size;
   *block_count = 0;
-  if (s == 0 || w < s || h < s) return;
+  if (is_empty(w, h) || s == 0 || w < s || h < s) return;
   uint8_t work[255 * 255];
   for (int32_t by = 0; by < h / s; ++by) {
     for (int32_t bx = 0; bx < w / s; ++bx) {

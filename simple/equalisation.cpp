@@ -3,8 +3,8 @@
 namespace simple {
 
 void histeq(uint8_t *image, int32_t width, int32_t height) {
+  if (is_empty(width, height)) return;
   const int32_t n = width * height;
-  if (n <= 0) return;
   int32_t hist[256] = {};
   for (int32_t i = 0; i < n; ++i) ++hist[image[i]];
   int32_t table[256];
@@ -17,6 +17,7 @@ void histeq(uint8_t *image, int32_t width, int32_t height) {
 }
 
 void histeq_white(uint8_t *image, int32_t width, int32_t height, int32_t white_percent) {
+  if (is_empty(width, height)) return;
   const int32_t n = width * height;
   const int32_t t = n * white_percent / 100;
   const int32_t d = n - t;

@@ -26,8 +26,9 @@ int32_t run_length(const image_eval_record *record, int32_t row, int32_t col, in
 }  // namespace
 
 int32_t evaluate_image(image_eval_record *record) {
-  const int32_t width = g_img_alg_sd.width;
-  const int32_t height = g_img_alg_sd.height;
+  const bool empty = is_empty(g_img_alg_sd.width, g_img_alg_sd.height);
+  const int32_t width = empty ? 0 : g_img_alg_sd.width;
+  const int32_t height = empty ? 0 : g_img_alg_sd.height;
   const int32_t size = width * height;
   const uint32_t flags = record->check_flags;
 

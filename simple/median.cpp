@@ -14,7 +14,7 @@ void sort(uint8_t *values, int32_t count) {
 }
 
 void median_filter(uint8_t *image, uint8_t *work, int32_t width, int32_t height) {
-  if (width < 2 || height < 2) return;
+  if (width < 2 || height < 2 || is_empty(width, height)) return;
   for (int32_t i = 0; i < width * height; ++i) work[i] = image[i];
   for (int32_t y = 0; y < height; ++y) {
     for (int32_t x = 0; x < width; ++x) {

@@ -22,9 +22,10 @@ bool is_spike(const uint8_t *image, int32_t width, int32_t x, int32_t y, int32_t
 
 int32_t fr_has_noise(const uint8_t *image, int32_t width, int32_t height,
                      noise_check_param *param) {
+  const bool empty = is_empty(width, height);
   uint32_t strong_count = 0;
   uint32_t delta_count = 0;
-  for (int32_t y = 1; y <= height - 2; ++y) {
+  for (int32_t y = 1; !empty && y <= height - 2; ++y) {
     for (int32_t x = 1; x <= width - 2; ++x) {
       const int32_t delta = static_cast<int32_t>(param->spike_delta);
       if ((param->noise_flags & NOISE_CHECK_DELTA) != 0 && is_spike(image, width, x, y, delta)) {
@@ -48,6 +49,7 @@ int32_t fr_has_noise(const uint8_t *image, int32_t width, int32_t height,
 
 int32_t remove_noise_use_median_filter(uint8_t *image, int32_t width, int32_t height,
                                        int32_t delta) {
+  if (is_empty(width, height)) return 0;
   int32_t count = 0;
   for (int32_t y = 1; y <= height - 2; ++y) {
     for (int32_t x = 1; x <= width - 2; ++x) {

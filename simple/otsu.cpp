@@ -14,12 +14,12 @@ struct otsu {
 };
 
 otsu search(const uint8_t *image, int32_t width, int32_t height, const uint8_t *mask) {
+  if (is_empty(width, height)) return {};
   const int32_t pixels = width * height;
   const float total = static_cast<float>(width) * static_cast<float>(height);
   otsu best;
   float best_score = 0;
   for (int32_t t = 0; t < 256; ++t) {
-    if (pixels <= 0) continue;
     int32_t low_count = 0, low_sum = 0, high_count = 0, high_sum = 0;
     for (int32_t i = 0; i < pixels; ++i) {
       if (mask != nullptr && mask[i] != 0) continue;

@@ -3,7 +3,7 @@
 namespace simple {
 
 int32_t is_mq4xx_white_noise(const uint16_t *frame, uint32_t width, uint32_t height) {
-  if (width == 0) return 0;
+  if (is_empty(width, height)) return 0;
   uint32_t k = 0;
   uint32_t max = 0;
   uint32_t min = 65535;
@@ -22,19 +22,20 @@ int32_t is_mq4xx_white_noise(const uint16_t *frame, uint32_t width, uint32_t hei
 
 int32_t image_center_mean(const uint8_t *image, int32_t width, int32_t height, int32_t size) {
   if (size > height || size > width || image == nullptr) return -1;
+  if (size <= 0) return 0;
+  if (is_empty(width, height)) return -1;
   const int32_t first_row = (height - size) / 2;
   const int32_t first_column = (width - size) / 2;
   uint32_t sum = 0;
   for (int32_t r = 0; r < size; ++r) {
     for (int32_t c = 0; c < size; ++c) sum += image[(first_row + r) * width + first_column + c];
   }
-  if (size == 0) return 0;
   return static_cast<int32_t>(sum) / (size * size);
 }
 
 int32_t offset_min(uint8_t *image, const uint8_t *mask, int32_t width, int32_t height) {
+  if (is_empty(width, height)) return 255;
   const int32_t n = width * height;
-  if (n <= 0) return 255;
   int32_t min = 255;
   for (int32_t i = 0; i < n; ++i) {
     if (mask[i] != 1 && image[i] < min) min = image[i];

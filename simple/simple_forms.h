@@ -8,6 +8,11 @@
 
 namespace simple {
 
+// A side of 0 or less, or more than 2^31 - 1 pixels.
+inline bool is_empty(int64_t width, int64_t height) {
+  return width <= 0 || height <= 0 || height > INT32_MAX / width;
+}
+
 // evaluation.cpp
 int32_t evaluate_image(image_eval_record *record);
 

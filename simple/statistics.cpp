@@ -6,6 +6,7 @@ namespace simple {
 
 int32_t count_intensity_cs1(const uint8_t *image, int32_t stride, int32_t rows, int32_t cols,
                             int32_t min_level) {
+  if (is_empty(cols, rows)) return 0;
   uint32_t sum = 0;
   for (int32_t r = 0; r < rows; ++r) {
     for (int32_t c = 0; c < cols; ++c) {
@@ -19,13 +20,14 @@ int32_t count_intensity_cs1(const uint8_t *image, int32_t stride, int32_t rows, 
 
 int32_t count_average_intensity_cs1(const uint8_t *image, int32_t stride, int32_t rows,
                                     int32_t cols, int32_t min_level) {
+  if (is_empty(cols, rows)) return 0;
   const int32_t sum = simple::count_intensity_cs1(image, stride, rows, cols, min_level);
-  const int32_t count = rows * cols;
-  return count == 0 ? 0 : sum / count;
+  return sum / (rows * cols);
 }
 
 int32_t calculate_minimum(const uint8_t *image, int32_t width, int32_t height, int32_t box_width,
                           int32_t box_height) {
+  if (is_empty(width, height) || is_empty(box_width, box_height)) return 255;
   const int32_t first_row = (height - box_height) / 2;
   const int32_t first_column = (width - box_width) / 2;
   int32_t minimum = 255;
@@ -40,6 +42,7 @@ int32_t calculate_minimum(const uint8_t *image, int32_t width, int32_t height, i
 
 uint32_t euclidean_distance_cs1(const uint8_t *image_a, const uint8_t *image_b, int32_t stride,
                                 int32_t rows, int32_t cols) {
+  if (is_empty(cols, rows)) return 0;
   uint32_t sum = 0;
   for (int32_t r = 0; r < rows; ++r) {
     for (int32_t c = 0; c < cols; ++c) {
@@ -71,7 +74,8 @@ double calculate_sd(const double *values, int32_t count) {
     const double difference = values[i] - mean;
     squares += difference * difference;
   }
-  return std::sqrt(squares / count);
+  const double deviation = std::sqrt(squares / count);
+  return std::isnan(deviation) ? double{NAN} : deviation;
 }
 
 }  // namespace simple

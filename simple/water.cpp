@@ -6,9 +6,10 @@ namespace {
 
 // A line of length pixels, step bytes apart, walked from pixel first on.
 bool line_qualifies(const uint8_t *line, int32_t length, int32_t step, int32_t first) {
-  uint32_t sum = 0;
+  uint64_t sum = 0;
   for (int32_t i = 0; i < length; ++i) sum += line[i * step];
-  const uint32_t threshold = sum / static_cast<uint32_t>(length) - 5;
+  const uint32_t mean = static_cast<uint32_t>(sum / static_cast<uint64_t>(length));
+  const uint32_t threshold = mean - 5;
 
   bool dark = false;
   int32_t run = 0;
@@ -49,7 +50,7 @@ class streak_counter {
 }  // namespace
 
 int32_t is_water(const uint8_t *image, int32_t width, int32_t height) {
-  if (width <= 0 || height <= 0) return 0;
+  if (is_empty(width, height)) return 0;
   streak_counter rows;
   for (int32_t row = 0; row < height; ++row) {
     rows.add(line_qualifies(image + row * width, width, 1, 1));
