@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
 namespace {
@@ -307,12 +308,13 @@ class otsu_search {
     // The best threshold of all lies half-way between the means of its classes.
     estimate_ = static_cast<int>((low_mean + high_mean) / 2);
     // What a level must reach in exact arithmetic to have a chance. The rounded means are off by
-    // less than 3 * 255 / 2^24 each, the distance by less than 1e-4. A score being (shares)
-    // (distance)^2 with a product of shares of at most 1/4, its root is off by half of that, and
-    // the root of the best score is at most half its distance. The other roundings are relative,
-    // fewer than 16 of 2^-24 each.
-    const double margin = 1e-4 * static_cast<double>(-distance);
-    limit_ = (static_cast<double>(score) - margin) * (1 - 4e-6) * total_squared_;
+    // less than 3 * 255 / 2^24 each, and the distance by less than 1e-4. A score is
+    // low_share * high_share * distance^2. When the part p of all pixels takes part, the product of
+    // the shares is at most (p / 2)^2: the root of a score is off by at most p / 2 * 1e-4, and the
+    // root of the best score is at most p / 2 * its distance. So two scores, both off, may be
+    // p^2 * 1e-4 * distance apart. The other roundings are relative, fewer than 16 of 2^-24 each.
+    const double margin = 1e-4 * static_cast<double>(-distance) * all_.count * all_.count;
+    limit_ = (static_cast<double>(score) * total_squared_ - margin) * (1 - 4e-6);
   }
 
   void open_gap(int lower, int upper) {
@@ -395,8 +397,8 @@ class otsu_search {
 };
 
 otsu_result find_otsu(const uint8_t *image, int32_t width, int32_t height, const uint8_t *mask) {
-  if (width <= 0 || height <= 0) return {};
-  const size_t size = static_cast<size_t>(width) * static_cast<size_t>(height);
+  const size_t size = orva::plane(image, width, height).size();
+  if (size == 0) return {};
   const pixel_set pixels = {image, mask, size};
   if (mask == nullptr && size <= small_set::kMostPixels) {
     return otsu_search(small_set(pixels), width, height).run();
