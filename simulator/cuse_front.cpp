@@ -185,12 +185,6 @@ bool serve_control() {
     case control::kCommands:
       write_value(answered, self.model.commands());
       break;
-    case control::kState:
-      write_value(answered, self.model.state());
-      break;
-    case control::kProblems:
-      write_value(answered, self.model.problems());
-      break;
     case control::kSetLine:
       set_line(read_value<uint32_t>(asked));
       break;

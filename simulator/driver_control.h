@@ -24,8 +24,6 @@ inline constexpr size_t kControlMessageSize = 128 * 1024;
 enum class control : uint8_t {
   kAttach,    // sensor_config; nothing
   kCommands,  // nothing; vector of command
-  kState,     // nothing; sensor_state
-  kProblems,  // nothing; vector of string
   kSetLine    // uint32_t, the poll events that the node shows from now on; nothing
 };
 

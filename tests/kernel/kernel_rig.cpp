@@ -1,4 +1,3 @@
-// The rig on a driver that serves the node through the kernel, in a process of its own.
 #include "kernel/kernel_rig.h"
 
 #include <cerrno>
@@ -6,8 +5,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -21,118 +18,83 @@ namespace support {
 
 namespace {
 
-constexpr char kDriverProgram[] = "/ovfp_cuse_server";
-
 using simulator::control;
+
+constexpr char kDriverProgram[] = "/ovfp_cuse_server";
 
 pid_t driver = 0;
 int channel = -1;
-std::function<void(const simulator::command &)> command_observer;
+std::vector<simulator::record_bytes> sent;
 
-[[noreturn]] void give_up(const char *what) {
+void check(bool holds, const char *what) {
+  if (holds) return;
   perror(what);
   abort();
 }
 
 void start_driver() {
   int ends[2];
-  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) give_up("socketpair");
+  check(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == 0, "socketpair");
   const int buffer_size = 2 * static_cast<int>(simulator::kControlMessageSize);
   for (const int end : ends) {
     setsockopt(end, SOL_SOCKET, SO_SNDBUFFORCE, &buffer_size, sizeof buffer_size);
   }
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, ends[1], simulator::kControlHandle);
-  char *arguments[] = {const_cast<char *>(kDriverProgram), nullptr};
-  errno = posix_spawn(&driver, kDriverProgram, &actions, nullptr, arguments, environ);
-  if (errno != 0) give_up(kDriverProgram);
-  posix_spawn_file_actions_destroy(&actions);
+  driver = fork();
+  if (driver == 0) {
+    dup2(ends[1], simulator::kControlHandle);
+    execl(kDriverProgram, kDriverProgram, nullptr);
+    _exit(127);
+  }
+  check(driver > 0, "fork");
   close(ends[1]);
   channel = ends[0];
 }
 
-std::vector<uint8_t> ask(const simulator::message_writer &question) {
-  std::vector<uint8_t> answer(simulator::kControlMessageSize);
+template <typename Answer = bool, typename... Values>
+Answer ask(control what, const Values &...values) {
+  simulator::message_writer question;
+  simulator::write_value(question, what);
+  (simulator::write_value(question, values), ...);
+  std::vector<uint8_t> bytes(simulator::kControlMessageSize);
   ssize_t size = send(channel, question.bytes.data(), question.bytes.size(), MSG_NOSIGNAL);
-  if (size >= 0) size = recv(channel, answer.data(), answer.size(), 0);
-  if (size <= 0) give_up("the driver does not answer");
-  answer.resize(static_cast<size_t>(size));
-  return answer;
-}
-
-template <typename T>
-T ask_for(control what) {
-  simulator::message_writer question;
-  simulator::write_value(question, what);
-  const std::vector<uint8_t> bytes = ask(question);
-  simulator::message_reader answer(bytes);
-  return simulator::read_value<T>(answer);
-}
-
-template <typename T>
-void tell(control what, const T &value) {
-  simulator::message_writer question;
-  simulator::write_value(question, what);
-  simulator::write_value(question, value);
-  ask(question);
-}
-
-// What ioctl was given, without the bytes at its addresses.
-simulator::command sent_command(const void *argument, int error) {
-  simulator::command c;
-  memcpy(c.record.data(), argument, c.record.size());
-  c.error = error;
-  return c;
+  if (size >= 0) size = recv(channel, bytes.data(), bytes.size(), 0);
+  check(size > 0, "the driver does not answer");
+  simulator::message_reader answer({bytes.data(), static_cast<size_t>(size)});
+  return simulator::read_value<Answer>(answer);
 }
 
 }  // namespace
 
 void attach_sensor(const simulator::sensor_config &config) {
   if (driver == 0) start_driver();
-  tell(control::kAttach, config);
+  ask(control::kAttach, config);
+  sent.clear();
 }
 
-std::vector<simulator::command> sensor_commands() {
-  return ask_for<std::vector<simulator::command>>(control::kCommands);
+std::vector<simulator::record_bytes> sent_records() { return sent; }
+
+std::vector<simulator::command> received_commands() {
+  return ask<std::vector<simulator::command>>(control::kCommands);
 }
 
-simulator::sensor_state sensor_state() { return ask_for<simulator::sensor_state>(control::kState); }
-
-std::vector<std::string> sensor_problems() {
-  return ask_for<std::vector<std::string>>(control::kProblems);
-}
-
-void observe_commands(std::function<void(const simulator::command &)> observer) {
-  command_observer = std::move(observer);
-}
-
-void show_events(uint32_t events) { tell(control::kSetLine, events); }
-
-void freeze_driver() {
-  if (kill(driver, SIGSTOP) != 0) give_up("SIGSTOP");
-}
+void show_events(int events) { ask(control::kSetLine, static_cast<uint32_t>(events)); }
 
 void kill_driver() {
-  if (kill(driver, SIGKILL) != 0 || waitpid(driver, nullptr, 0) != driver) give_up("SIGKILL");
+  check(kill(driver, SIGKILL) == 0 && waitpid(driver, nullptr, 0) == driver, "SIGKILL");
   driver = 0;
   close(channel);
 }
 
 }  // namespace support
 
-// Records the library's commands on their way to the kernel.
+// Notes the library's commands on their way to the kernel.
 extern "C" int ioctl(int handle, unsigned long request, ...) {
   va_list args;
   va_start(args, request);
   const void *argument = va_arg(args, const void *);
   va_end(args);
-  const int result = static_cast<int>(syscall(SYS_ioctl, handle, request, argument));
-  const int error = result == -1 ? errno : 0;
-  const bool arrived = error != EBADF && error != ENOTTY;
-  if (request == orva::kDriverRequest && arrived && support::command_observer) {
-    support::command_observer(support::sent_command(argument, error));
-    errno = error;
+  if (request == orva::kDriverRequest) {
+    memcpy(support::sent.emplace_back().data(), argument, simulator::kRecordSize);
   }
-  return result;
+  return static_cast<int>(syscall(SYS_ioctl, handle, request, argument));
 }

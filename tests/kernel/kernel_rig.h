@@ -1,19 +1,26 @@
-// What a driver in another process adds to the rig: the node can show any poll events, and the
-// driver can stop answering and die.
+// A driver of the node in a process of its own: what it does to the sensor, what it received, and
+// its end.
 #ifndef ORVA_TESTS_KERNEL_RIG_H
 #define ORVA_TESTS_KERNEL_RIG_H
 
-#include "support/rig.h"
+#include <vector>
+
+#include "simulator/sensor_model.h"
 
 namespace support {
 
+// Puts a fresh sensor behind the node; starts a driver where none runs.
+void attach_sensor(const simulator::sensor_config &config);
+
+// The records that left this process for the driver, and the commands that arrived there, since the
+// sensor was attached.
+std::vector<simulator::record_bytes> sent_records();
+std::vector<simulator::command> received_commands();
+
 // Shows these poll events at the node until an arming or disarming changes them.
-void show_events(uint32_t events);
+void show_events(int events);
 
-// The driver answers no more; a call on the node then blocks.
-void freeze_driver();
-
-// The driver's process ends without a word, and the node with it. attach_sensor starts another.
+// The driver's process ends without a word, and the node with it.
 void kill_driver();
 
 }  // namespace support

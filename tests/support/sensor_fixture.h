@@ -15,14 +15,9 @@
 #include "support/libc_stand_ins.h"
 #include "support/log_capture.h"
 #include "support/rig.h"
+#include "support/temp_folder.h"
 
 namespace support {
-
-// Number of descriptors that the process has open.
-inline size_t open_descriptors() {
-  const std::filesystem::directory_iterator entries("/proc/self/fd");
-  return static_cast<size_t>(std::distance(begin(entries), end(entries)));
-}
 
 // Journal entries: "I: TEXT" and "E: TEXT" for a line of output_log, "E- TEXT" for one of the
 // device layer, "> NAME LEN" for a command ("> NAME LEN fails" when the driver refuses it), and the
@@ -34,8 +29,8 @@ class sensor_fixture : public testing::Test {
     attach_sensor({});
     ASSERT_EQ(orvaFpDeviceOpen(&g_fp_device_handle), FP_OK);
     static constexpr uint8_t kNoParams[3] = {};
-    ASSERT_EQ(orva_call_driver(g_fp_device_handle, 0, nullptr, 0, nullptr, kNoParams, 12500000),
-              FP_OK);
+    ASSERT_EQ(
+        orva_call_driver(g_fp_device_handle, 0, nullptr, 0, nullptr, kNoParams, 12500000), FP_OK);
     close_driver();
     attach_sensor({});
     clear_log();

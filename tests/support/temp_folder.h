@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -39,10 +40,21 @@ class temp_folder {
     std::sort(names.begin(), names.end());
     return names;
   }
+  std::map<std::string, std::string> all_contents() const {
+    std::map<std::string, std::string> all;
+    for (const std::string &name : files()) all[name] = contents(name);
+    return all;
+  }
 
  private:
   std::filesystem::path path_;
 };
+
+// Number of descriptors that the process has open.
+inline size_t open_descriptors() {
+  const std::filesystem::directory_iterator entries("/proc/self/fd");
+  return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+}
 
 }  // namespace support
 
