@@ -76,32 +76,22 @@ TEST_F(ImageTool, VerdictsTurnWithTheDefect) {
     json expected;
   } const cases[] = {
       {"", {{"defect_found", 0}, {"max_run", 0}, {"is_water", 0}, {"noise", 0}}},
-      {"--dead-line 25",
-       {{"defect_found", 1},
-        {"max_run", 25},
-        {"low_count", 25},
-        {"run_x", 20},
-        {"run_y", 24},
-        {"run_step", {1, 0}},
-        {"is_water", 0}}},
+      {"--dead-line 25", {{"defect_found", 1}, {"max_run", 25}, {"low_count", 25}, {"run_x", 20},
+                             {"run_y", 24}, {"run_step", {1, 0}}, {"is_water", 0}}},
       {"--dead-line 19", {{"defect_found", 0}, {"max_run", 19}}},
       {"--dead-line 20 --dead-line-direction down-left --dead-line-at 40,5 "
        "--dead-line-level bright",
-       {{"defect_found", 1},
-        {"max_run", 20},
-        {"high_count", 20},
-        {"run_x", 40},
-        {"run_y", 5},
-        {"run_step", {-1, 1}}}},
+          {{"defect_found", 1}, {"max_run", 20}, {"high_count", 20}, {"run_x", 40}, {"run_y", 5},
+              {"run_step", {-1, 1}}}},
       {"--cluster 2", {{"defect_found", 1}, {"max_run", 20}, {"clusters", 1}, {"high_count", 4}}},
       {"--water 21", {{"is_water", 1}, {"dark_rows", 21}, {"dark_columns", 0}}},
       {"--water 20", {{"is_water", 0}, {"dark_rows", 20}}},
       {"--water 21 --water-columns", {{"is_water", 1}, {"dark_rows", 0}, {"dark_columns", 21}}},
       {"--pattern flat --salt-pepper 3",
-       {{"strong_spikes", 3}, {"strong_spike_limit", 3}, {"noise", 0}}},
+          {{"strong_spikes", 3}, {"strong_spike_limit", 3}, {"noise", 0}}},
       {"--pattern flat --salt-pepper 4", {{"strong_spikes", 4}, {"noise", 1}}},
       {"--pattern flat --salt-pepper 101",
-       {{"delta_spikes", 101}, {"spikes_removed", 101}, {"noise", 3}}},
+          {{"delta_spikes", 101}, {"spikes_removed", 101}, {"noise", 3}}},
       {"--pattern flat --saturate 7", {{"high_count", 7}, {"white_noise", nullptr}}},
   };
   for (const auto &[synth, expected] : cases) {
@@ -170,10 +160,10 @@ TEST_F(ImageTool, ApplyHandsItsParametersOn) {
   EXPECT_EQ(contents("out.raw"), "\x28\x1e\x14\x0a");
 
   write("spike.raw",
-        "dddd"
-        "d\x01"
-        "2d"
-        "dddd");
+      "dddd"
+      "d\x01"
+      "2d"
+      "dddd");
   must("apply median --width 4 --height 3 spike.raw out.raw");
   EXPECT_EQ(contents("out.raw"), "dddddddddddd");
   const run_result r = run("apply remove-noise --delta 60 --width 4 --height 3 spike.raw out.raw");
@@ -259,8 +249,8 @@ TEST_F(ImageTool, FrameTooLargeForTheEvaluationIsMeasuredWithoutIt) {
   must("synth large.png --width 4409 --height 1");
   const json frames = inspect("--out sheets fits.png large.png", kNotEvaluated);
   EXPECT_EQ(contents(".err"),
-            "orva-fp: large.png: 4409 x 1 is more than the 4408 pixels that the evaluation takes; "
-            "measured without it\n");
+      "orva-fp: large.png: 4409 x 1 is more than the 4408 pixels that the evaluation takes; "
+      "measured without it\n");
   EXPECT_EQ(frames[0]["max_run"], 0);
   EXPECT_EQ(frames[0]["is_water"], 1);
   EXPECT_EQ(frames[1]["max_run"], nullptr);

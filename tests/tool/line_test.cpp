@@ -1,0 +1,275 @@
+// orva-fp sensor-test and device, and the scenario files that they play.
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulator/ridge_frame.h"
+#include "simulator/scenario.h"
+#include "tool/tool_runner.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using simulator::interrupt_plan;
+using simulator::load_scenario;
+using simulator::scenario;
+using support::tool_case;
+using testing::ElementsAre;
+
+const fs::path kShipped = ORVA_TEST_SCENARIOS;
+
+// Shell functions: "run SCRIPT SCENARIO OPTION..." plays a shipped scenario or a file, "scenario
+// MEMBERS" and "steps STEPS" write the file case.json.
+const std::string kShell =
+    "run() { s=$1 c=$2; shift 2; [ -e $c ] || c=" + kShipped.string() +
+    "/$c.json; orva-fp sensor-test --simulate --script $s --scenario $c --out ${OUT:-out} \"$@\"; "
+    "}\n" +
+    R"(scenario() { echo "{\"description\": \"\", \"scripts\": [1000], $1}" >case.json; })"
+    "\n"
+    R"(steps() { scenario "\"steps\": [$1]"; })"
+    "\n";
+
+class ScenarioFile : public testing::Test {
+ protected:
+  scenario load(const std::string &text) {
+    folder.write("case.json", text);
+    return load_scenario(folder / "case.json");
+  }
+
+  // What load says is wrong, without the file's name in front.
+  std::string problem(const std::string &text) {
+    try {
+      load(text);
+    } catch (const simulator::scenario_error &error) {
+      const std::string start = folder / "case.json: ", what = error.what();
+      EXPECT_THAT(what, testing::StartsWith(start));
+      return what.substr(start.size());
+    }
+    return "loads";
+  }
+
+  support::tool_folder folder;
+};
+
+std::string with_sensor(const std::string &sensor) {
+  return R"({"description": "", "scripts": [1000], "sensor": )" + sensor + R"(, "steps": []})";
+}
+
+std::string with_steps(const std::string &steps) {
+  return R"({"description": "", "scripts": [1000], "steps": [)" + steps + "]}";
+}
+
+std::string with_data(const std::string &data) {
+  return with_steps(R"({"action": "finish", "data": )" + data + "}");
+}
+
+TEST_F(ScenarioFile, EveryFieldArrives) {
+  folder.write("two.raw", "ab");
+  const scenario s = load(R"({
+    "description": "all of it", "scripts": [1001, 1004], "status": "FP_ERR_DRIVER_IO",
+    "sensor": {"node": "not-openable",
+               "interrupts": [{"after_ms": 7}, "never", "error"],
+               "faults": [{"command": "int-disable", "nth": 0, "errno": 110}, {"command": 9}]},
+    "steps": [{"action": "power-off-on", "text": "t", "data": {"hex": "0aFF 10"}},
+              {"action": 4294967295, "data": {"fill": 7, "size": 3}, "data_len": -1},
+              {"action": "finish", "data": {"file": "two.raw"}, "reply_size": 9,
+               "expect_interrupt": 1},
+              {"fail": -5, "expect_interrupt": 0}]})");
+  EXPECT_EQ(s.name + s.description, "caseall of it");
+  EXPECT_TRUE(s.is_meant_for(1004));
+  EXPECT_FALSE(s.is_meant_for(1000));
+  EXPECT_EQ(s.status, FP_ERR_DRIVER_IO);
+  EXPECT_EQ(s.sensor.node, simulator::node_state::kNotOpenable);
+  EXPECT_THAT(s.sensor.interrupts, ElementsAre(interrupt_plan::after(7), interrupt_plan::never(),
+                                       interrupt_plan::error_event()));
+  ASSERT_EQ(s.sensor.faults.size(), 2u);
+  const auto &[first, second] = std::tie(s.sensor.faults[0], s.sensor.faults[1]);
+  EXPECT_EQ(std::tuple(first.opcode, first.nth, first.error), std::tuple(165, 0u, 110));
+  EXPECT_EQ(std::tuple(second.opcode, second.nth, second.error), std::tuple(9, 1u, 5));
+  ASSERT_EQ(s.steps.size(), 4u);
+  EXPECT_EQ(s.steps[0].result, uint32_t{ORVA_POWER_OFF_ON});
+  EXPECT_EQ(s.steps[0].text, "t");
+  EXPECT_THAT(s.steps[0].data, ElementsAre(0x0A, 0xFF, 0x10));
+  EXPECT_EQ(s.steps[0].data_len, std::nullopt);
+  EXPECT_EQ(s.steps[1].result, 4294967295u);
+  EXPECT_THAT(s.steps[1].data, ElementsAre(7, 7, 7));
+  EXPECT_EQ(s.steps[1].data_len, -1);
+  EXPECT_THAT(s.steps[2].data, ElementsAre('a', 'b'));
+  EXPECT_EQ(s.steps[2].reply_size, 9u);
+  EXPECT_EQ(s.steps[2].interrupt, 1);
+  EXPECT_EQ(s.steps[3].failure, -5);
+  EXPECT_EQ(s.steps[3].interrupt, 0);
+}
+
+TEST_F(ScenarioFile, WhatIsWrongIsNamedWithItsPlace) {
+  const std::string nine_bytes = R"({"action": "reset", "data": {"fill": 1, "size": 9}}, )";
+  const std::pair<std::string, std::string> cases[] = {
+      {"{\n  \"scripts\": [1000,]}", "line 2, column 20: not JSON"},
+      {"", "line 1, column 1: not JSON"},
+      {"[]", "top level: must be an object"},
+      {R"({"scripts": [1000], "steps": []})", "top level: key \"description\" is missing"},
+      {R"({"description": "", "scripts": [1000]})", "top level: key \"steps\" is missing"},
+      {R"({"description": "", "scripts": [], "steps": []})", "/scripts: names no script"},
+      {R"({"description": "", "scripts": [1000, 1006], "steps": []})",
+          "/scripts/1: must be a whole number from 1000 to 1005"},
+      {R"({"steps": [], "steps": []})", "key \"steps\" is there twice in one object"},
+      {R"({"description": "", "colour": 1})", "/colour: unknown key"},
+      {R"({"description": "", "a/b~": 1})", "/a~1b~0: unknown key"},
+      {R"({"description": 5})", "/description: must be a text"},
+      {R"({"description": "", "status": "FP_ERR"})", "/status: unknown status \"FP_ERR\""},
+      {with_sensor("5"), "/sensor: must be an object"},
+      {with_sensor(R"({"node": "absent"})"), "/sensor/node: unknown node \"absent\""},
+      {with_sensor(R"({"interrupts": {}})"), "/sensor/interrupts: must be an array"},
+      {with_sensor(R"({"interrupts": ["soon"]})"), "/sensor/interrupts/0: unknown interrupt"},
+      {with_sensor(R"({"interrupts": ["never", {"after_ms": -1}]})"),
+          "/sensor/interrupts/1/after_ms: must be a whole number from 0 to 3600000"},
+      {with_sensor(R"({"faults": [{"nth": 1}]})"), "/sensor/faults/0: key \"command\" is missing"},
+      {with_sensor(R"({"faults": [{"command": "off"}]})"), "/sensor/faults/0/command: unknown"},
+      {with_sensor(R"({"faults": [{"command": 256}]})"), "/sensor/faults/0/command: must be a w"},
+      {with_sensor(R"({"faults": [{"command": 4, "errno": 0}]})"),
+          "/sensor/faults/0/errno: must be a whole number from 1 to 4095"},
+      {with_steps(R"({"action": "reset"}, {"action": "finsih"})"),
+          "/steps/1/action: unknown action \"finsih\""},
+      {with_steps(R"({"action": 1.0})"), "/steps/0/action: must be a whole number"},
+      {with_steps(R"({"action": 18446744073709551615})"),
+          "/steps/0/action: must be a whole number from 0 to 4294967295"},
+      {with_steps(R"({"text": "t"})"), "/steps/0: key \"action\" is missing"},
+      {with_steps(R"({"action": 0, "text": ")" + std::string(2049, 'x') + "\"}"),
+          "/steps/0/text: is 2049 bytes long, at most 2048 fit"},
+      {with_steps(R"({"action": 0, "expect_interrupt": 2})"), "/steps/0/expect_interrupt: must"},
+      {with_steps(R"({"action": 0, "reply_size": true})"), "/steps/0/reply_size: must be a whole"},
+      {with_steps(R"({"action": 0, "data_len": 2147483648})"), "/steps/0/data_len: must be a wh"},
+      {with_steps(R"({"action": 0, "data_len": 1})"), "/steps/0: data_len counts more than the 0"},
+      {with_steps(nine_bytes + R"({"action": 0, "data_len": 9})"), "loads"},
+      {with_steps(nine_bytes + R"({"action": 0, "data_len": 10})"), "/steps/1: data_len"},
+      {with_steps(R"({"fail": 0})"), "/steps/0/fail: 0 is no failure"},
+      {with_steps(R"({"fail": 1, "action": 0})"), "/steps/0/action: unknown key"},
+      {with_data("[1]"), "/steps/0/data: must be an object with \"hex\""},
+      {with_data(R"({"hex": "0a1"})"), "/steps/0/data/hex: must be pairs of hexadecimal digits"},
+      {with_data(R"({"hex": "0g"})"), "/steps/0/data/hex: must be pairs of hexadecimal digits"},
+      {with_data(R"({"hex": "00", "size": 1})"), "/steps/0/data/size: unknown key"},
+      {with_data(R"({"fill": 256, "size": 1})"), "/steps/0/data/fill: must be a whole number"},
+      {with_data(R"({"fill": 0, "size": 512001})"), "/steps/0/data/size: must be a whole number"},
+      {with_data(R"({"file": "none.raw"})"), "/steps/0/data/file: "},
+      {with_data(R"({"file": "large.raw"})"), "/steps/0/data/file: "},
+      {with_data(R"({"frame": "dots", "width": 1, "height": 1, "seed": 1})"),
+          "/steps/0/data/frame: unknown frame"},
+      {with_data(R"({"frame": "ridges", "width": 801, "height": 640, "seed": 1})"),
+          "/steps/0/data: larger than the data block of 512000 bytes"},
+  };
+  folder.write("large.raw", std::string(512001, ' '));
+  for (const auto &[text, what] : cases) {
+    EXPECT_THAT(problem(text), testing::StartsWith(what)) << text;
+  }
+}
+
+// Kept against change: a run's data file is compared from one machine to the next.
+TEST(RidgeFrame, SeedGivesTheSameBytesEverywhere) {
+  uint32_t hash = 2166136261u;
+  for (const uint8_t byte : simulator::ridge_frame(160, 160, 1)) hash = (hash ^ byte) * 16777619u;
+  EXPECT_EQ(hash, 2416834287u);
+  EXPECT_NE(simulator::ridge_frame(9, 9, 1), simulator::ridge_frame(9, 9, 2));
+}
+
+TEST(ShippedScenarios, EndAsTheySay) {
+  std::vector<tool_case> rows;
+  for (const auto &entry : fs::directory_iterator(kShipped)) {
+    const scenario s = load_scenario(entry.path());
+    for (const int32_t script : s.scripts) {
+      const uint32_t end = s.steps.empty() ? uint32_t{ORVA_TEST_STOP} : s.steps.back().result;
+      const bool saves = s.status == FP_OK && end != ORVA_TEST_STOP && script % 3 != 2;
+      const std::string log =
+          script % 3 == 1 ? "out/orva_sensor_test_NS.log" : "out/orva_sensor_test_SNR.log";
+      std::string files = saves ? log : "!" + log;
+      files += saves && !s.steps.back().data.empty()
+                   ? " out/fp_data.bin=" + std::to_string(s.steps.back().data.size())
+                   : " !out/fp_data.bin";
+      rows.push_back({"run " + std::to_string(script) + " " + s.name, s.status == FP_OK ? 0 : 1,
+          "(" + std::to_string(s.status) + ")", "", files});
+    }
+  }
+  check_all(rows, kShell);
+}
+
+TEST(Tool, SensorTest) {
+  const std::vector<tool_case> rows = {
+      {"run 1003 normal-scan-pass --verbose", 0,
+          "normal-scan-pass: ... command power len=1 ... exchange 1 ... -> power-off-on\n"
+          "... request eb 03 00 00 00 00 00 00 01 00 00 00\n... power len=0 ... exchange 2 ..."
+          "-> reset\n... command reset ... record 00 00 00 ... -> finish, text 264 bytes, data_len "
+          "4408\n... status FP_OK (0)\n... out/orva_sensor_test_NS.log, 295 bytes\n... | Date: ..."
+          "| RESULT : PASS\n... out/fp_data.bin, 4408 bytes\n... 5 exchanges, 10 commands\n"},
+      {"run 1005 snr2-interrupt-enable-fails", 1, "-> fails: ... FP_ERR_DRIVER_IO (209)\n"},
+      {R"(steps '{"action": "reset", "expect_interrupt": 1}, {"action": "stop"}'; run 1000 case.json)",
+          5, "unexpected request 1: interrupt_triggered is 0, not 1\n"},
+      {R"(steps '{"action": "reset"}'; run 1000 case.json)", 5,
+          "unexpected request 2: the scenario has no step for it\n"},
+      {R"(steps '{"action": "stop"}, {"action": "stop"}'; run 1000 case.json)", 5,
+          "unexpected the scenario has steps that were not asked for\n"},
+      {R"(scenario '"status": 209, "steps": [{"action": "stop"}]'; run 1000 case.json)", 5,
+          "unexpected the scenario ends with another status\n"},
+      {"mkdir -p out/orva_sensor_test_NS.log/in-the-way; run 1000 normal-scan-pass", 4, "...",
+          "orva_sensor_test_NS.log was not written\n"},
+      {"run 1001 snr1-pass --inspect", 2, "",
+          "orva-fp: scenario snr1-pass ends without a frame to inspect\n"},
+#ifdef ORVA_TEST_INSPECT
+      {"run 1000 normal-scan-pass --inspect", 0, "out/fp_data.bin 58 76 8", "",
+          "out/fp_data.bin.sheet.png"},
+#endif
+  };
+  check_all(rows, kShell);
+}
+
+TEST(Tool, Device) {
+  const std::vector<tool_case> rows = {
+      {"open", 0, "power len=1 ... open FP_OK (0) ... close FP_OK (0)"},
+      {"reset", 0, "command reset ... reset FP_OK (0)"},
+      {"power off", 0, "power len=0 ... power FP_OK (0)"},
+      {"power 3", 0, "power len=3"},
+      {"clock 1", 0, "set-clock len=0 speed_hz=12500000"},
+      {"clock -1", 0, "clock-other len=0"},
+      {"info-memory on", 0, "set-clock len=0 speed_hz=3300000 ... info-memory len=0"},
+      {"info-memory off", 0, "info-memory len=1"},
+      {"cpu-speedup 70", 0, "cpu-speedup len=70"},
+      {"wait-interrupt", 0, "int-enable ... int-disable ... wait-interrupt FP_OK (0)"},
+      {"wait-interrupt --timeout-ms 1", 1, "wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)"},
+      {"reset --scenario $S/normal-scan-reset-fails.json", 1, "reset FP_ERR_D"},
+      {"reset --scenario $S/power-on-fails.json", 1, "open FP_ERR_DRIVER_IO ... close FP_OK (0)"},
+      {"reset --scenario $S/node-missing.json", 1, "open FP_ERR_NO_DEVICE"},
+      {"wait-interrupt --scenario $S/node-missing.json", 1, "open FP_ERR_NO_DEVICE"},
+  };
+  check_all(rows, "S=" + kShipped.string() + "; orva-fp device --simulate ");
+}
+
+TEST(Tool, InterruptEndsAWaitWithoutALimitAndDisarms) {
+  support::tool_folder().check(
+      {R"(echo '{"description": "", "scripts": [1000], "steps": []}' >case.json
+          orva-fp device wait-interrupt --scenario case.json &
+          until grep -qs int-enable stdout; do sleep 0.01; done; kill -INT $!; wait $!)",
+          1, "command int-disable ... wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)\n"});
+}
+
+TEST(Tool, BadInputGivesOneLineAndItsOwnStatus) {
+  std::vector<tool_case> rows = {
+      {"orva-fp", 2, "", "A sub-command is required"},
+      {"orva-fp imagine", 2, "", "imagine"},
+      {"orva-fp device", 2, "", "A sub-command is required"},
+      {"orva-fp device power", 2, "", "state is required"},
+      {"orva-fp device power half", 2, "", "half"},
+      {"orva-fp device wait-interrupt --timeout-ms -1", 2, "", "--timeout-ms"},
+      {"orva-fp device reset --scenario no.json", 3, "", "no.json: No such file or directory"},
+      {"run 999 normal-scan-pass", 2, "", "--script: Value 999 not in range 1000 to 1005"},
+      {"run 1001 normal-scan-pass", 2, "", "normal-scan-pass is not meant for script 1001"},
+      {"orva-fp sensor-test --script 1000 --scenario x", 2, "", "--out is required"},
+      {"run 1000 none", 3, "", "none.json: No such file or directory"},
+      {"run 1000 $PWD", 3, "", "Is a directory"},
+      {"touch file; run 1000 file", 3, "", "file: line 1, column 1: not JSON"},
+      {"OUT=no/out; run 1000 normal-scan-pass", 4, "", "No such file or directory"},
+      {"touch file; OUT=file; run 1000 normal-scan-pass", 4, "", "Not a directory"},
+      {"OUT=$(printf %231s x | tr ' ' x); run 1000 normal-scan-pass", 4, "", "longer than 230 ch"},
+  };
+  for (tool_case &row : rows) row.err = "orva-fp: ..." + row.err + "...\n";
+  check_all(rows, kShell);
+}
+
+}  // namespace
