@@ -10,7 +10,8 @@
 extern "C" {
 #endif
 
-/** @addtogroup status
+/** @defgroup status Status words
+ * What device operations and the sensor test return.
  * @{ */
 
 /** What device operations and the sensor test return: 0 for success, else one of these. A status of

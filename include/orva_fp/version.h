@@ -7,7 +7,8 @@
 #ifndef ORVA_FP_VERSION_H
 #define ORVA_FP_VERSION_H
 
-/** @addtogroup version
+/** @defgroup version Version
+ * Version of the headers and of the library.
  * @{ */
 
 /* The one place of the version: the build reads these three lines. */
