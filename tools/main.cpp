@@ -1,8 +1,12 @@
 // orva-fp: the sensor test and the sensor's operations from a command line.
+#include <csignal>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "simulator/scenario.h"
 #include "tools/commands.h"
+#include "tools/output_file.h"
 
 void tools::need_subcommand(CLI::App *app) {
   app->callback([app] {
@@ -11,6 +15,14 @@ void tools::need_subcommand(CLI::App *app) {
 }
 
 int main(int argc, char **argv) {
+  // A reader that goes away ends no run half-way: the failed write is told at the end.
+  signal(SIGPIPE, SIG_IGN);
+  // No file may become a standard stream that the caller has closed, the driver node least of all.
+  // Opened for reading, the place-holder refuses what is written to it.
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    if (fcntl(stream, F_GETFD) == -1) open("/dev/null", O_RDONLY);
+  }
+
   CLI::App app("Fingerprint sensor test and bring-up");
   tools::need_subcommand(&app);
   tools::exit_status result = tools::kPass;
@@ -25,9 +37,12 @@ int main(int argc, char **argv) {
     return static_cast<int>(status);
   };
   try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success &help) {
-    return app.exit(help);
+    try {
+      app.parse(argc, argv);
+    } catch (const CLI::Success &help) {
+      app.exit(help);
+    }
+    tools::check_standard_output();
   } catch (const CLI::ParseError &error) {
     return fail(error.what(), tools::kBadUsage);
   } catch (const simulator::scenario_error &error) {

@@ -9,6 +9,7 @@
 #include <orva_fp/status.h>
 
 #include "simulator/names.h"
+#include "tools/output_file.h"
 
 namespace tools {
 
@@ -54,7 +55,7 @@ void trace::print(look l, const std::string &time, const std::string &label,
   printf("%11s  %s%-14s  %s%s\n", time.c_str(), start, label.c_str(), text.c_str(),
          *start != '\0' ? "\033[0m" : "");
   // In step with the log lines on standard error, and with a reader at the end of a pipe.
-  fflush(stdout);
+  flush_standard_output();
 }
 
 void trace::event(look l, const std::string &label, const std::string &text) {

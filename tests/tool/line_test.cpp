@@ -249,6 +249,14 @@ TEST(Tool, InterruptEndsAWaitWithoutALimitAndDisarms) {
           1, "command int-disable ... wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)\n"});
 }
 
+TEST(Tool, OutputThatCannotBeWrittenIsAnError) {
+  support::check_all({
+      {"orva-fp device open --simulate >/dev/full", 4, "", "standard output: No space left on"},
+      {"orva-fp device open --simulate >&-", 4, "", "standard output: Bad file descriptor"},
+      {"orva-fp --help >/dev/full", 4, "", "standard output: No space left on device"},
+  });
+}
+
 TEST(Tool, BadInputGivesOneLineAndItsOwnStatus) {
   std::vector<tool_case> rows = {
       {"orva-fp", 2, "", "A sub-command is required"},

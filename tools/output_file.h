@@ -1,0 +1,45 @@
+// How orva-fp writes a file: the whole of it or nothing.
+#ifndef ORVA_TOOLS_OUTPUT_FILE_H
+#define ORVA_TOOLS_OUTPUT_FILE_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tools {
+
+// The bytes go to a temporary name in the same folder, and commit gives them the file's name once
+// all of them are on the disk. Without commit, or when something fails, the folder stays as it was.
+// A path that is there and no regular file, such as a pipe, is written to as it is; "-" is standard
+// output. Every failure throws a command_error with the path and the system's reason.
+class output_file {
+ public:
+  explicit output_file(const std::string &path);
+  output_file(const output_file &) = delete;
+  output_file &operator=(const output_file &) = delete;
+  ~output_file();
+
+  void write(std::string_view bytes);
+  void commit();
+
+ private:
+  [[noreturn]] void fail(int error) const;
+
+  const std::string path_;
+  std::string final_;      // path_ with its links followed
+  std::string temporary_;  // empty where path_ is written to directly
+  int handle_ = -1;
+};
+
+void write_output_file(const std::string &path, std::span<const uint8_t> bytes);
+
+// Standard output step by step, for a reader who follows it.
+void flush_standard_output();
+
+// Throws when something that was printed to standard output did not get there.
+void check_standard_output();
+
+}  // namespace tools
+
+#endif
