@@ -8,18 +8,24 @@ namespace {
 
 using form = void (*)(uint8_t *, int32_t, int32_t);
 
-void turn(uint8_t *frame, int32_t width, int32_t height) {
-  images_flips(frame, width, height, 1, FLIP_VERTICAL | FLIP_HORIZONTAL);
-}
-
-void turn_simply(uint8_t *frame, int32_t width, int32_t height) {
-  simple::images_flips(frame, width, height, 1, FLIP_VERTICAL | FLIP_HORIZONTAL);
+// Turns Count frames, one below the other.
+template <auto Flips, int32_t Count>
+void turn(uint8_t *frames, int32_t width, int32_t height) {
+  Flips(frames, width, height / Count, Count, FLIP_VERTICAL | FLIP_HORIZONTAL);
 }
 
 #ifdef ORVA_BENCH_OPENCV
 template <int Code>
 void flip_matrix(cv::Mat &frame) {
   cv::flip(frame, frame, Code);
+}
+
+template <int32_t Count>
+void turn_matrix(cv::Mat &frames) {
+  for (int32_t k = 0; k < Count; ++k) {
+    cv::Mat frame = frames.rowRange(frames.rows / Count * k, frames.rows / Count * (k + 1));
+    flip_matrix<-1>(frame);
+  }
 }
 
 void invert_matrix(cv::Mat &frame) { cv::bitwise_not(frame, frame); }
@@ -45,9 +51,13 @@ struct in_place_case {
 constexpr in_place_case kInPlace[] = {
     {"flip_vertical", flip_vertical, simple::flip_vertical, ORVA_PEER(flip_matrix<0>)},
     {"flip_horizontal", flip_horizontal, simple::flip_horizontal, ORVA_PEER(flip_matrix<1>)},
-    {"images_flips 3", turn, turn_simply, ORVA_PEER(flip_matrix<-1>)},
+    {"images_flips 3", turn<images_flips, 1>, turn<simple::images_flips, 1>,
+     ORVA_PEER(turn_matrix<1>)},
     {"image_reverse", image_reverse, simple::image_reverse, ORVA_PEER(invert_matrix)},
 };
+
+constexpr in_place_case kStack = {"images_flips 3, four frames", turn<images_flips, 4>,
+                                  turn<simple::images_flips, 4>, ORVA_PEER(turn_matrix<4>)};
 
 void add_in_place(const in_place_case &c, support::frame_size size) {
   const auto frame = std::make_shared<std::vector<uint8_t>>(
@@ -119,6 +129,7 @@ void add_layout() {
     for (const in_place_case &c : kInPlace) add_in_place(c, size);
     add_dummy_removal(size);
   }
+  add_in_place(kStack, {640, 4 * 1000});
 }
 
 }  // namespace bench

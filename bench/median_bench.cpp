@@ -33,15 +33,16 @@ void add_median_filter(support::frame_size size) {
   add(std::move(r));
 }
 
-// Sorted data is copied in afresh each time, in both forms.
-void add_sort(int32_t count) {
-  const support::frame_size size{count, 1};
+// Sorts each row of an unsorted frame, copied in afresh each time, in all forms.
+void add_sort(support::frame_size size) {
   const auto unsorted = std::make_shared<bytes>(make_frame(support::pattern::kRandom, size, 1));
   const auto values = std::make_shared<bytes>(size.pixels());
-  const auto form = [=](void (*sort_values)(uint8_t *, int32_t)) {
+  const auto form = [=](auto sort_values) {
     return [=] {
       std::copy(unsorted->begin(), unsorted->end(), values->begin());
-      sort_values(values->data(), count);
+      for (int32_t y = 0; y < size.height; ++y) {
+        sort_values(values->data() + y * size.width, size.width);
+      }
     };
   };
   add({.function = "sort",
@@ -50,14 +51,14 @@ void add_sort(int32_t count) {
        .sweep = ceiling::kCopy,
        .fast = form(::sort),
        .simple = form(simple::sort),
-       .peer = {}});
+       .peer = form([](uint8_t *first, int32_t count) { std::sort(first, first + count); })});
 }
 
 }  // namespace
 
 void add_median() {
   for (const support::frame_size size : sizes()) add_median_filter(size);
-  for (const int32_t count : {9, 4096}) add_sort(count);
+  for (const support::frame_size size : {support::frame_size{9, 100}, {4096, 1}}) add_sort(size);
 }
 
 }  // namespace bench

@@ -14,7 +14,7 @@ constexpr uint8_t kSide = 16;
 // What the rows of one size share. Kept for the whole run, since the rows only refer to it.
 struct fixture {
   std::vector<uint8_t> image;
-  std::vector<uint8_t> mask;
+  std::vector<uint8_t> masks[3];
   std::vector<uint8_t> values;
   uint32_t counts[2] = {};
   uint8_t byte_means[2] = {};
@@ -105,6 +105,14 @@ void add_dynamic_ranges(fixture &f, frame_size size) {
   add(r);
 }
 
+// Lets every place take part that a draw below `one_in` makes 0.
+std::vector<uint8_t> sparse_mask(frame_size size, uint32_t one_in) {
+  support::random_source random(3);
+  std::vector<uint8_t> mask(size.pixels());
+  for (uint8_t &byte : mask) byte = random.below(one_in) == 0 ? 0 : 1;
+  return mask;
+}
+
 }  // namespace
 
 void add_otsu() {
@@ -113,13 +121,17 @@ void add_otsu() {
   for (const frame_size size : sizes()) {
     fixture &ridges = fixtures[next++];
     ridges.image = support::make_frame(pattern::kRidges, size, 1);
-    ridges.mask = support::make_mask(size, 2);
+    ridges.masks[0] = support::make_mask(size, 2);
+    ridges.masks[1] = sparse_mask(size, 100);
+    ridges.masks[2] = sparse_mask(size, 1000);
     ridges.values.resize(size.pixels());
     fixture &random = fixtures[next++];
     random.image = support::make_frame(pattern::kRandom, size, 1);
     add_thresholds(ridges, size, "find_otsu_th ridges", nullptr);
     add_thresholds(random, size, "find_otsu_th random", nullptr);
-    add_thresholds(ridges, size, "find_otsu_th masked", ridges.mask.data());
+    add_thresholds(ridges, size, "find_otsu_th masked", ridges.masks[0].data());
+    add_thresholds(ridges, size, "find_otsu_th masked to 1 %", ridges.masks[1].data());
+    add_thresholds(ridges, size, "find_otsu_th masked to 0.1 %", ridges.masks[2].data());
     add_block_means(ridges, size);
     add_dynamic_ranges(ridges, size);
   }

@@ -1,4 +1,3 @@
-#include <benchmark/benchmark.h>
 #include <memory>
 
 #include "bench.h"
@@ -14,14 +13,13 @@ void add_white_noise(support::frame_size size) {
   }
   const uint32_t width = static_cast<uint32_t>(size.width);
   const uint32_t height = static_cast<uint32_t>(size.height);
-  row noise{
-      "is_mq4xx_white_noise",
-      size,
-      frame->size() * sizeof(uint16_t),
-      ceiling::kRead,
-      [=] { benchmark::DoNotOptimize(is_mq4xx_white_noise(frame->data(), width, height)); },
-      [=] { benchmark::DoNotOptimize(simple::is_mq4xx_white_noise(frame->data(), width, height)); },
-      {}};
+  row noise{"is_mq4xx_white_noise",
+            size,
+            frame->size() * sizeof(uint16_t),
+            ceiling::kRead,
+            [=] { consume(is_mq4xx_white_noise(frame->data(), width, height)); },
+            [=] { consume(simple::is_mq4xx_white_noise(frame->data(), width, height)); },
+            {}};
 #ifdef ORVA_BENCH_OPENCV
   // Minimum and maximum only: the peer does not count along the way.
   const cv::Mat inner =
@@ -30,7 +28,7 @@ void add_white_noise(support::frame_size size) {
     double min = 0;
     double max = 0;
     cv::minMaxLoc(inner, &min, &max);
-    benchmark::DoNotOptimize(max - min);
+    consume(max - min);
   };
 #endif
   add(noise);
@@ -45,18 +43,13 @@ void add_center_mean(support::frame_size size) {
       size,
       static_cast<size_t>(side * side),
       ceiling::kRead,
-      [=] {
-        benchmark::DoNotOptimize(image_center_mean(image->data(), size.width, size.height, side));
-      },
-      [=] {
-        benchmark::DoNotOptimize(
-            simple::image_center_mean(image->data(), size.width, size.height, side));
-      },
+      [=] { consume(image_center_mean(image->data(), size.width, size.height, side)); },
+      [=] { consume(simple::image_center_mean(image->data(), size.width, size.height, side)); },
       {}};
 #ifdef ORVA_BENCH_OPENCV
   const cv::Mat square =
       cv::Mat(size.height, size.width, CV_8UC1, image->data())(cv::Rect(5, 5, side, side));
-  mean.peer = [square] { benchmark::DoNotOptimize(cv::sum(square)); };
+  mean.peer = [square] { consume(cv::sum(square)); };
   require(static_cast<int32_t>(cv::sum(square)[0]) / (side * side) ==
               image_center_mean(image->data(), size.width, size.height, side),
           mean.function);
@@ -73,13 +66,8 @@ void add_offset(support::frame_size size) {
       size,
       2 * image->size(),
       ceiling::kCopy,
-      [=] {
-        benchmark::DoNotOptimize(offset_min(image->data(), mask->data(), size.width, size.height));
-      },
-      [=] {
-        benchmark::DoNotOptimize(
-            simple::offset_min(image->data(), mask->data(), size.width, size.height));
-      },
+      [=] { consume(offset_min(image->data(), mask->data(), size.width, size.height)); },
+      [=] { consume(simple::offset_min(image->data(), mask->data(), size.width, size.height)); },
       {}};
 #ifdef ORVA_BENCH_OPENCV
   // The peer leaves out the pixels whose mask byte is 0.

@@ -1,4 +1,3 @@
-#include <benchmark/benchmark.h>
 #include <memory>
 
 #include "bench.h"
@@ -31,8 +30,8 @@ row reading_row(const char *function, support::frame_size size, size_t bytes, Li
           size,
           bytes,
           ceiling::kRead,
-          [library] { benchmark::DoNotOptimize(library()); },
-          [simple] { benchmark::DoNotOptimize(simple()); },
+          [library] { consume(library()); },
+          [simple] { consume(simple()); },
           {}};
 }
 
@@ -65,13 +64,13 @@ void add_intensity(const std::shared_ptr<inputs> &in) {
 #ifdef ORVA_BENCH_OPENCV
   const cv::Mat image = matrix(in->a, in->size);
   const cv::Mat inner = image.colRange(5, width - 5);
-  plain.peer = [image] { benchmark::DoNotOptimize(cv::sum(image)); };
+  plain.peer = [image] { consume(cv::sum(image)); };
   average.peer = plain.peer;
-  cut_out.peer = [inner] { benchmark::DoNotOptimize(cv::sum(inner)); };
+  cut_out.peer = [inner] { consume(cv::sum(inner)); };
   floor.peer = [image] {
     double smallest = 0;
     cv::minMaxLoc(image, &smallest);
-    if (smallest >= 5) benchmark::DoNotOptimize(cv::sum(image));
+    if (smallest >= 5) consume(cv::sum(image));
   };
   require(cv::sum(image)[0] == count_intensity_cs1(in->a.data(), width, height, width, 0),
           plain.function);
@@ -104,7 +103,7 @@ void add_minimum(const std::shared_ptr<inputs> &in, int32_t border) {
     cv::minMaxLoc(data, &smallest);
     return smallest;
   };
-  box.peer = [=] { benchmark::DoNotOptimize(smallest_of(pixels)); };
+  box.peer = [=] { consume(smallest_of(pixels)); };
   require(
       smallest_of(pixels) == calculate_minimum(in->a.data(), width, height, box_width, box_height),
       box.function);
@@ -124,7 +123,7 @@ void add_distance(const std::shared_ptr<inputs> &in) {
 #ifdef ORVA_BENCH_OPENCV
   const cv::Mat a = matrix(in->a, in->size);
   const cv::Mat b = matrix(in->b, in->size);
-  distance.peer = [a, b] { benchmark::DoNotOptimize(cv::norm(a, b, cv::NORM_L2SQR)); };
+  distance.peer = [a, b] { consume(cv::norm(a, b, cv::NORM_L2SQR)); };
   // Above 2^32 the library's sum wraps.
   if (in->a.size() < 100000) {
     require(cv::norm(a, b, cv::NORM_L2SQR) ==
@@ -154,8 +153,8 @@ void add_deviation(const std::shared_ptr<inputs> &in) {
     cv::meanStdDev(data, mean, deviation);
     return deviation[0];
   };
-  bytes.peer = [image, deviation_of] { benchmark::DoNotOptimize(deviation_of(image)); };
-  doubles.peer = [values, deviation_of] { benchmark::DoNotOptimize(deviation_of(values)); };
+  bytes.peer = [image, deviation_of] { consume(deviation_of(image)); };
+  doubles.peer = [values, deviation_of] { consume(deviation_of(values)); };
   require(std::abs(deviation_of(values) - calculate_sd(in->values.data(), count)) < 1e-6,
           doubles.function);
 #endif

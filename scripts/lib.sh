@@ -23,3 +23,24 @@ quietly() {
   [ $status -eq 0 ] || printf '%s\n' "$output" >&2
   return $status
 }
+
+# with_arm64_apt FOLDER COMMAND...: runs a command whose apt has a package state of its own, in the
+# folder, and knows the architecture arm64 alone. The machine's own packages never see a second one.
+with_arm64_apt() {
+  local state=$1/apt
+  shift
+  mkdir -p "$state"/{lists,archives}/partial
+  : >"$state/status"
+  cat >"$state/conf" <<END_OF_CONF
+APT::Architecture "arm64";
+APT::Architectures { "arm64"; };
+APT::Sandbox::User "root";
+Acquire::Languages "none";
+Acquire::Retries "3";
+Dir::State "$state";
+Dir::State::status "$state/status";
+Dir::Cache "$state";
+END_OF_CONF
+  local -x APT_CONFIG=$state/conf
+  apt-get -q update && "$@"
+}

@@ -1,11 +1,11 @@
-// Runs every row and prints one table with the ratios between the forms, all from one run.
+// Takes the time of every row and prints one table with the ratios between the forms, all from one
+// run.
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <map>
-#include <memory>
 #include <sys/utsname.h>
 
 #include "bench.h"
@@ -14,15 +14,7 @@ namespace bench {
 
 namespace {
 
-std::vector<row> &rows() {
-  static std::vector<row> all;
-  return all;
-}
-
-std::string benchmark_name(const row &r, const char *form) {
-  return r.function + "/" + std::to_string(r.size.width) + "x" + std::to_string(r.size.height) +
-         "/" + form;
-}
+std::string benchmark_name(const row &r, const char *form) { return r.name() + "/" + form; }
 
 // The bytes of the widest sweep, in memory that both sweeps share.
 std::vector<uint8_t> &sweep_memory() {
@@ -49,10 +41,10 @@ void sweep_read(size_t bytes) {
 
 void register_rows() {
   size_t widest = 0;
-  for (const row &r : rows()) widest = std::max(widest, r.bytes);
+  for (const row &r : all_rows()) widest = std::max(widest, r.bytes);
   sweep_memory().assign(2 * widest + 128, 1);
 
-  for (const row &r : rows()) {
+  for (const row &r : all_rows()) {
     const auto add_form = [&r](const char *form, std::function<void()> run) {
       if (!run) return;
       benchmark::RegisterBenchmark(
@@ -108,72 +100,25 @@ std::string processor_name() {
   return machine.machine;
 }
 
-void print_ratio(double numerator, double denominator) {
-  if (numerator > 0 && denominator > 0) {
-    printf(" %9.2f |", numerator / denominator);
-  } else {
-    printf(" %9s |", "-");
-  }
-}
-
 void print_table(const collector &times) {
-  printf("Processor: %s\nCompiler: %s, flags: %s\nPeer: %s\n\n", processor_name().c_str(),
-         ORVA_BENCH_COMPILER, ORVA_BENCH_FLAGS,
-#ifdef ORVA_BENCH_OPENCV
-         "OpenCV " CV_VERSION ", one thread"
-#else
-         "none"
-#endif
-  );
-  printf("| %-40s | %-9s | %11s | %8s | %9s | %9s | %9s |\n", "function", "size", "ns", "GB/s",
-         "x simple", "x peer", "of sweep");
-  printf("|%s|%s|%s|%s|%s|%s|%s|\n", std::string(42, '-').c_str(), std::string(11, '-').c_str(),
-         std::string(13, '-').c_str(), std::string(10, '-').c_str(), std::string(11, '-').c_str(),
-         std::string(11, '-').c_str(), std::string(11, '-').c_str());
-  for (const row &r : rows()) {
+  printf("Processor: %s\n", processor_name().c_str());
+  print_head({"ns", "GB/s", "x simple", "x peer", "of sweep"});
+  for (const row &r : all_rows()) {
     const double library = times.time(r, "library");
     if (library <= 0) continue;
-    const std::string size = std::to_string(r.size.width) + "x" + std::to_string(r.size.height);
-    printf("| %-40s | %-9s | %11.0f | %8.2f |", r.function.c_str(), size.c_str(), library,
-           static_cast<double>(r.bytes) / library);
-    print_ratio(times.time(r, "simple"), library);
-    print_ratio(times.time(r, "peer"), library);
-    print_ratio(times.time(r, "sweep"), library);
-    printf("\n");
+    print_row(r, {{library, 0},
+                  {static_cast<double>(r.bytes) / library, 2},
+                  {times.time(r, "simple") / library, 2},
+                  {times.time(r, "peer") / library, 2},
+                  {times.time(r, "sweep") / library, 2}});
   }
 }
 
 }  // namespace
 
-void add(row r) { rows().push_back(std::move(r)); }
-
-const std::vector<support::frame_size> &sizes() {
-  static const std::vector<support::frame_size> all = {{160, 160}, {200, 200}, {1000, 1000}};
-  return all;
-}
-
-void require(bool agrees, const std::string &function) {
-  if (agrees) return;
-  fprintf(stderr, "%s: the peer's result differs\n", function.c_str());
-  exit(1);
-}
-
 }  // namespace bench
 
 int main(int argc, char **argv) {
-#ifdef ORVA_BENCH_OPENCV
-  cv::setNumThreads(1);
-#endif
-  bench::add_median();
-  bench::add_otsu();
-  bench::add_equalisation();
-  bench::add_layout();
-  bench::add_statistics();
-  bench::add_raw_frame();
-  bench::add_stack_median();
-  bench::add_noise();
-  bench::add_water();
-  bench::add_evaluation();
   bench::register_rows();
 
   benchmark::Initialize(&argc, argv);
