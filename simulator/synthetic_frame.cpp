@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <string>
 
+#include <orva_fp/image.h>
+
 #include "simulator/ridge_frame.h"
 
 namespace simulator {
 
 namespace {
 
-constexpr int32_t kSpikeMargin = 42;
-constexpr uint16_t kSaturatedSample = 65535;
+constexpr uint16_t kSaturatedSample = WHITE_NOISE_LEVEL;
 constexpr uint16_t kDummySample = 0x0800;
 
 // splitmix64
@@ -119,8 +120,8 @@ void synthetic_frame::add_salt_and_pepper(int32_t count) {
     }
     const auto [low, high] = std::minmax(
         {pixels_[around[1]], pixels_[around[2]], pixels_[around[3]], pixels_[around[4]]});
-    const bool pepper = low > kDark + kSpikeMargin;
-    const bool salt = high < kBright - kSpikeMargin;
+    const bool pepper = low > kDark + NOISE_STRONG_MARGIN;
+    const bool salt = high < kBright - NOISE_STRONG_MARGIN;
     if (!pepper && !salt) continue;
     const bool coin = (next_random(random_) & 1) != 0;
     set(p.x, p.y, salt && (!pepper || coin) ? kBright : kDark);

@@ -17,14 +17,14 @@ struct inspect_settings {
   raw_layout layout;
   bool keep_dummy = false;
   bool transposed = false;
-  int32_t high = 245;
-  int32_t low = 25;
-  int32_t deviation = 115;
+  int32_t high = EVAL_DEFAULT_HIGH;
+  int32_t low = EVAL_DEFAULT_LOW;
+  int32_t deviation = EVAL_DEFAULT_DEVIATION;
   bool spread_low = false;
-  int32_t spike_delta = 30;
-  int32_t block = 8;
+  int32_t spike_delta = NOISE_DEFAULT_DELTA;
+  int32_t block = BLOCK_DEFAULT_SIDE;
   int32_t center = 0;  // 0 for half of the shorter side
-  int32_t white_percent = 10;
+  int32_t white_percent = HISTEQ_DEFAULT_WHITE_PERCENT;
 };
 
 struct pixel_place {

@@ -25,8 +25,8 @@ struct options {
   std::string in;
   std::string out;
   raw_layout layout;
-  int32_t delta = 30;
-  int32_t white_percent = 10;
+  int32_t delta = NOISE_DEFAULT_DELTA;
+  int32_t white_percent = HISTEQ_DEFAULT_WHITE_PERCENT;
   bool vertical = false;
   bool horizontal = false;
   bool transposed = false;

@@ -8,10 +8,12 @@
 #include <string>
 #include <vector>
 
+#include <orva_fp/image.h>
+
 namespace tools {
 
-// Up to this many pixels all image functions are exact (255 * N + N / 2 fits 31 bits).
-inline constexpr int64_t kLargestFrame = 8405024;
+// Up to this many pixels all image functions are exact.
+inline constexpr int64_t kLargestFrame = HISTEQ_MAX_PIXELS;
 
 // One line that names the file and the reason.
 class frame_error : public std::runtime_error {
