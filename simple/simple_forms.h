@@ -76,6 +76,9 @@ void remove_T_dummy(const uint16_t *src, int32_t width, int32_t height, uint16_t
 void transpose_remove_T_dummy(const uint16_t *src, int32_t width, int32_t height, int32_t keep,
                               uint16_t *dst);
 
+// bmp.cpp
+int32_t get_raw_data_from_bmp(const uint8_t *bmp, uint8_t *dst, int32_t *width, int32_t *height);
+
 }  // namespace simple
 
 #endif

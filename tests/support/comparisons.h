@@ -10,11 +10,20 @@ namespace support {
 
 struct comparison {
   const char *name;
-  void (*compare)(scene &s);
+  void (*play)(scene &s);
+
+  // Plays a scene with the library's function and once more with its simple form; says what
+  // differs.
+  std::string differences(
+      std::span<const uint8_t> drawn_from, std::optional<set_frame> set = std::nullopt) const {
+    scene library(drawn_from, set, form::kLibrary);
+    scene simple(drawn_from, set, form::kSimple);
+    play(library);
+    play(simple);
+    return library.differences(simple);
+  }
 };
 
-// One for each function. The fuzzer's kept inputs name a function by its place: new ones go to the
-// end.
 std::span<const comparison> comparisons();
 
 }  // namespace support

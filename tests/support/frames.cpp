@@ -1,5 +1,7 @@
 #include "support/frames.h"
 
+#include <algorithm>
+
 namespace support {
 
 uint64_t random_source::next() {
@@ -13,37 +15,87 @@ uint32_t random_source::below(uint32_t bound) {
   return static_cast<uint32_t>(((next() >> 32) * bound) >> 32);
 }
 
-const char *pattern_name(pattern kind) {
-  switch (kind) {
-    case pattern::kRandom:
-      return "random";
-    case pattern::kNarrow:
-      return "narrow";
-    case pattern::kTwoLevel:
-      return "two-level";
-    case pattern::kConstant:
-      return "constant";
-    case pattern::kCheckerboard:
-      return "checkerboard";
-    case pattern::kRamp:
-      return "ramp";
-    case pattern::kRidges:
-      return "ridges";
-    case pattern::kSaltPepper:
-      return "salt-pepper";
-    case pattern::kDarkBands:
-      return "dark-bands";
-  }
-  return "?";
-}
-
 namespace {
 
 // A triangle wave over a slanted phase: ridges without floating point.
-uint8_t ridge(int32_t x, int32_t y, random_source &random) {
-  const int32_t phase = (x * 7 + y * 3 + (x * y) / 64) % 64;
-  const int32_t wave = phase < 32 ? phase * 5 : (63 - phase) * 5;
-  return static_cast<uint8_t>(40 + wave + static_cast<int32_t>(random.below(9)));
+uint32_t ridge(uint32_t x, uint32_t y, random_source &random) {
+  const uint32_t phase = (x * 7 + y * 3 + (x * y) / 64) % 64;
+  return 40 + (phase < 32 ? phase : 63 - phase) * 5 + random.below(9);
+}
+
+uint32_t pixel(pattern kind, uint32_t x, uint32_t y, uint8_t level, random_source &random) {
+  switch (kind) {
+    case pattern::kRandom:
+      return random.byte();
+    case pattern::kNarrow:
+      return level / 2 + random.below(6);
+    case pattern::kTwoLevel:
+      return random.below(2) != 0 ? 200 : 30;
+    case pattern::kCheckerboard:
+      return (x + y) % 2 != 0 ? 255 : 0;
+    case pattern::kRamp:
+      return x + y;
+    case pattern::kRidges:
+      return ridge(x, y, random);
+    case pattern::kSaltPepper: {
+      const uint32_t plain = ridge(x, y, random);
+      const uint32_t dice = random.below(50);
+      return dice == 0 ? 0 : dice == 1 ? 255 : plain;
+    }
+    case pattern::kBands:
+      return 190 + random.below(8);
+    case pattern::kFewLevels:
+    case pattern::kMirrored:
+      return 127;
+    case pattern::kConstant:
+      break;
+  }
+  return level;
+}
+
+// Equal numbers of paired levels make scores that tie, or tie but for their rounding.
+void add_few_levels(std::vector<uint8_t> &frame, random_source &random) {
+  const uint32_t spread = 1 + random.below(random.below(3) == 0 ? 255 : 12);
+  const uint32_t base = random.below(256 - spread);
+  std::ranges::fill(frame, static_cast<uint8_t>(base + spread / 2));
+  auto place = frame.begin();
+  const auto add = [&](uint32_t level, uint32_t count) {
+    place = std::fill_n(
+        place, std::min<ptrdiff_t>(count, frame.end() - place), static_cast<uint8_t>(base + level));
+  };
+  for (uint32_t levels = 2 + random.below(5); levels > 0; --levels) {
+    const uint32_t count = 1 + random.below(random.below(4) == 0 ? 40 : 3);
+    const uint32_t level = random.below(spread + 1);
+    add(level, count);
+    if (random.below(2) == 0) add(spread - level, count);
+  }
+}
+
+void mirror_half(std::vector<uint8_t> &frame, random_source &random) {
+  for (size_t i = 0; i + 1 < frame.size() / 2; i += 2) {
+    frame[i] = static_cast<uint8_t>(random.below(random.below(2) == 0 ? 100 : 20));
+    frame[i + 1] = static_cast<uint8_t>(255 - frame[i]);
+  }
+}
+
+void add_bands(std::vector<uint8_t> &frame, frame_size size, random_source &random) {
+  if (frame.empty()) return;
+  for (uint32_t bands = 1 + random.below(3); bands > 0; --bands) {
+    uint32_t along = 30 + random.below(10);
+    uint32_t across = 19 + random.below(5);
+    if (random.below(2) == 0) std::swap(along, across);
+    const int32_t left = static_cast<int32_t>(random.below(static_cast<uint32_t>(size.width))) - 3;
+    const int32_t top = static_cast<int32_t>(random.below(static_cast<uint32_t>(size.height))) - 3;
+    const uint8_t level = static_cast<uint8_t>(random.below(190));
+    for (size_t i = 0; i < frame.size(); ++i) {
+      const auto x = static_cast<uint32_t>(static_cast<int32_t>(i) % size.width - left);
+      const auto y = static_cast<uint32_t>(static_cast<int32_t>(i) / size.width - top);
+      if (x < along && y < across) frame[i] = level;
+    }
+  }
+  for (uint32_t specks = random.below(3); specks > 0; --specks) {
+    frame[random.below(static_cast<uint32_t>(frame.size()))] = 255;
+  }
 }
 
 }  // namespace
@@ -52,49 +104,13 @@ std::vector<uint8_t> make_frame(pattern kind, frame_size size, uint64_t seed) {
   random_source random(seed * 0x100 + static_cast<uint64_t>(kind));
   const uint8_t level = random.byte();
   std::vector<uint8_t> frame(size.pixels());
-  size_t index = 0;
-  for (int32_t y = 0; y < size.height; ++y) {
-    for (int32_t x = 0; x < size.width; ++x, ++index) {
-      uint8_t value = 0;
-      switch (kind) {
-        case pattern::kRandom:
-          value = random.byte();
-          break;
-        case pattern::kNarrow:
-          value = static_cast<uint8_t>(level / 2 + random.below(6));
-          break;
-        case pattern::kTwoLevel:
-          value = random.below(2) != 0 ? 200 : 30;
-          break;
-        case pattern::kConstant:
-          value = level;
-          break;
-        case pattern::kCheckerboard:
-          value = ((x + y) & 1) != 0 ? 255 : 0;
-          break;
-        case pattern::kRamp:
-          value = static_cast<uint8_t>(x + y);
-          break;
-        case pattern::kRidges:
-          value = ridge(x, y, random);
-          break;
-        case pattern::kSaltPepper: {
-          value = ridge(x, y, random);
-          const uint32_t dice = random.below(50);
-          if (dice == 0) value = 0;
-          if (dice == 1) value = 255;
-          break;
-        }
-        case pattern::kDarkBands: {
-          const bool in_rows = (y / 26) % 2 == 0 && x % 50 > 4;
-          const bool in_columns = (x / 31) % 2 == 1 && y % 47 < 40;
-          value = static_cast<uint8_t>((in_rows || in_columns ? 20 : 190) + random.below(12));
-          break;
-        }
-      }
-      frame[index] = value;
-    }
+  const auto width = static_cast<uint32_t>(size.width);
+  for (uint32_t i = 0; i < frame.size(); ++i) {
+    frame[i] = static_cast<uint8_t>(pixel(kind, i % width, i / width, level, random));
   }
+  if (kind == pattern::kFewLevels) add_few_levels(frame, random);
+  if (kind == pattern::kMirrored) mirror_half(frame, random);
+  if (kind == pattern::kBands) add_bands(frame, size, random);
   return frame;
 }
 
@@ -104,15 +120,6 @@ std::vector<uint8_t> make_mask(frame_size size, uint64_t seed) {
   std::vector<uint8_t> mask(size.pixels());
   for (uint8_t &byte : mask) byte = kBytes[random.below(sizeof kBytes)];
   return mask;
-}
-
-const std::vector<frame_size> &frame_sizes() {
-  static const std::vector<frame_size> sizes = {
-      {1, 1},    {2, 1},    {1, 2},   {2, 2},   {3, 3},   {7, 1},   {1, 9},
-      {5, 4},    {15, 3},   {16, 16}, {17, 5},  {31, 33}, {32, 7},  {33, 32},
-      {47, 11},  {48, 3},   {58, 76}, {63, 64}, {64, 65}, {65, 63}, {103, 31},
-      {129, 40}, {160, 33}, {255, 9}, {257, 5}, {1, 200}, {300, 1}, {300, 200}};
-  return sizes;
 }
 
 }  // namespace support

@@ -3,9 +3,9 @@
 #ifndef ORVA_TESTS_FRAMES_H
 #define ORVA_TESTS_FRAMES_H
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <vector>
 
 namespace support {
@@ -25,7 +25,11 @@ class random_source {
 struct frame_size {
   int32_t width;
   int32_t height;
-  size_t pixels() const { return static_cast<size_t>(width) * static_cast<size_t>(height); }
+  // None where a side is 0 or less or where there would be more than 2^31 - 1.
+  size_t pixels() const {
+    if (width <= 0 || height <= 0 || int64_t{width} * height > INT32_MAX) return 0;
+    return static_cast<size_t>(width) * static_cast<size_t>(height);
+  }
 };
 
 enum class pattern {
@@ -37,22 +41,19 @@ enum class pattern {
   kRamp,          // left to right through all levels
   kRidges,        // a fingerprint's ridges with a little noise
   kSaltPepper,    // ridges with isolated 0 and 255
-  kDarkBands,     // bright with wide dark bands in rows and columns
+  kFewLevels,     // runs of a few levels, many of them paired about a middle level
+  kMirrored,      // pairs of levels mirrored about the middle of the range, then that middle
+  kBands,         // bright with one to three dark bands, about as long and wide as water's limits
 };
-inline constexpr std::array kPatterns = {
-    pattern::kRandom,   pattern::kNarrow,       pattern::kTwoLevel,
-    pattern::kConstant, pattern::kCheckerboard, pattern::kRamp,
-    pattern::kRidges,   pattern::kSaltPepper,   pattern::kDarkBands};
-const char *pattern_name(pattern kind);
+inline constexpr const char *kPatternNames[] = {"random", "narrow", "two-level", "constant",
+    "checkerboard", "ramp", "ridges", "salt-pepper", "few-levels", "mirrored", "bands"};
+inline constexpr uint32_t kPatterns = std::size(kPatternNames);
+inline const char *pattern_name(pattern kind) { return kPatternNames[static_cast<int>(kind)]; }
 
 std::vector<uint8_t> make_frame(pattern kind, frame_size size, uint64_t seed);
 
 // Mask bytes 0, 1, 2 and 255, about two thirds of them 0.
 std::vector<uint8_t> make_mask(frame_size size, uint64_t seed);
-
-// Sizes from 1 x 1 to 300 x 200: single rows and columns, odd sizes, and widths around the lane
-// counts of vector registers.
-const std::vector<frame_size> &frame_sizes();
 
 }  // namespace support
 

@@ -2,8 +2,8 @@
 #ifndef ORVA_TESTS_GUARDED_BUFFER_H
 #define ORVA_TESTS_GUARDED_BUFFER_H
 
+#include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <span>
@@ -27,48 +27,42 @@ class guarded_buffer {
       : count_(count) {
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const size_t bytes = count * sizeof(T);
-    inner_size_ = (bytes + page - 1) / page * page;
-    if (inner_size_ == 0) inner_size_ = page;
-    map_size_ = inner_size_ + 2 * page;
-    map_ = static_cast<unsigned char *>(
-        mmap(nullptr, map_size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    if (map_ == MAP_FAILED) abort();
-    inner_ = map_ + page;
-    if (mprotect(inner_, inner_size_, PROT_READ | PROT_WRITE) != 0) abort();
-    memset(inner_, kRedZone, inner_size_);
-    base_ = side == guard::kEnd ? inner_ + inner_size_ - bytes : inner_;
-    memset(base_, fill, bytes);
+    const size_t inner_size = std::max((bytes + page - 1) / page, size_t{1}) * page;
+    void *map = mmap(nullptr, inner_size + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (map == MAP_FAILED) abort();
+    map_ = {static_cast<unsigned char *>(map), inner_size + 2 * page};
+    inner_ = map_.subspan(page, inner_size);
+    if (mprotect(inner_.data(), inner_size, PROT_READ | PROT_WRITE) != 0) abort();
+    memset(inner_.data(), kRedZone, inner_size);
+    start_ = side == guard::kEnd ? inner_size - bytes : 0;
+    memset(inner_.data() + start_, fill, bytes);
   }
   guarded_buffer(std::span<const T> contents, guard side = guard::kEnd)
       : guarded_buffer(contents.size(), side) {
-    if (!contents.empty()) memcpy(base_, contents.data(), contents.size_bytes());
+    if (!contents.empty()) memcpy(data(), contents.data(), contents.size_bytes());
   }
   guarded_buffer(const guarded_buffer &) = delete;
   guarded_buffer &operator=(const guarded_buffer &) = delete;
-  ~guarded_buffer() { munmap(map_, map_size_); }
+  ~guarded_buffer() { munmap(map_.data(), map_.size()); }
 
-  T *data() { return static_cast<T *>(static_cast<void *>(base_)); }
-  const T *data() const { return static_cast<const T *>(static_cast<const void *>(base_)); }
+  T *data() { return static_cast<T *>(static_cast<void *>(inner_.data() + start_)); }
+  const T *data() const { return const_cast<guarded_buffer *>(this)->data(); }
   size_t size() const { return count_; }
   std::span<T> span() { return {data(), count_}; }
   std::span<const T> span() const { return {data(), count_}; }
 
   // True while nothing has been written beside the buffer.
   bool red_zone_intact() const {
-    const unsigned char *end = base_ + count_ * sizeof(T);
-    for (const unsigned char *p = inner_; p != inner_ + inner_size_; ++p) {
-      if ((p < base_ || p >= end) && *p != kRedZone) return false;
-    }
-    return true;
+    const auto intact = [](unsigned char byte) { return byte == kRedZone; };
+    return std::ranges::all_of(inner_.first(start_), intact) &&
+           std::ranges::all_of(inner_.subspan(start_ + count_ * sizeof(T)), intact);
   }
 
  private:
   size_t count_;
-  size_t inner_size_ = 0;
-  size_t map_size_ = 0;
-  unsigned char *map_ = nullptr;
-  unsigned char *inner_ = nullptr;
-  unsigned char *base_ = nullptr;
+  size_t start_;
+  std::span<unsigned char> map_;
+  std::span<unsigned char> inner_;
 };
 
 }  // namespace support

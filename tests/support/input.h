@@ -23,9 +23,8 @@ class input {
 
   // Any number, the ends of every range more often than the others.
   int32_t number() {
-    static constexpr int32_t kEnds[] = {
-        0,   1,    -1,   2,    127,  128,       254,       255,
-        256, -127, -128, -255, -256, INT32_MAX, INT32_MIN, INT32_MIN + 1};
+    static constexpr int32_t kEnds[] = {0, 1, -1, 2, 127, 128, 254, 255, 256, -127, -128, -255,
+        -256, INT32_MAX, INT32_MIN, INT32_MIN + 1};
     const uint8_t choice = byte();
     if (choice < std::size(kEnds)) return kEnds[choice];
     return choice < 200 ? choice - 50 : static_cast<int32_t>(take(4));

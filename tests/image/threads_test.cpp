@@ -14,17 +14,11 @@ namespace {
 // One size for all: functions that take it from g_img_alg_sd must not see it change.
 constexpr support::frame_size kSize = {58, 76};
 
-std::string differences(const support::comparison &function, support::pattern kind) {
-  static constexpr uint8_t kDrawnFrom[] = {0, 200, 40, 150, 90, 60, 170, 7, 120, 80, 33, 250};
-  support::scene scene(kDrawnFrom, support::set_frame{kSize, kind});
-  function.compare(scene);
-  return scene.differences();
-}
-
 TEST(Threads, EightAtOnceAgreeWithTheSimpleForms) {
+  static constexpr uint8_t kDrawnFrom[] = {0, 200, 40, 150, 90, 60, 170, 7, 120, 80, 33, 250};
   constexpr size_t kThreads = 8;
   const auto functions = support::comparisons();
-  const size_t count = functions.size() * support::kPatterns.size();
+  const size_t count = functions.size() * support::kPatterns;
   g_img_alg_sd = {kSize.width, kSize.height};
   std::vector<std::string> found(kThreads * count);
   std::vector<std::thread> threads;
@@ -33,8 +27,9 @@ TEST(Threads, EightAtOnceAgreeWithTheSimpleForms) {
       // Each thread begins elsewhere and so meets other functions in the others.
       for (size_t i = 0; i < count; ++i) {
         const size_t at = (i + t * count / kThreads) % count;
-        found[t * count + at] = differences(functions[at % functions.size()],
-                                            support::kPatterns[at / functions.size()]);
+        const auto kind = static_cast<support::pattern>(at / functions.size());
+        found[t * count + at] = functions[at % functions.size()].differences(
+            kDrawnFrom, support::set_frame{kSize, kind});
       }
     });
   }
