@@ -22,9 +22,10 @@ extern "C" {
  * - Results: each operation returns FP_OK or an FP_ERR_* of status.h. FP_ERR_DRIVER_IO means that
  *   ioctl returned -1; any other result of ioctl counts as success. Nothing is tried again.
  * - State: all commands go to the driver in one static record. A field that a command does not
- *   write travels with the value that an earlier command left in it. These are the bus clock of
- *   orvaFpDeviceEEPROMEnable(), orvaFpDeviceSetClock() and orva_call_driver(), and the three
- *   parameters of orvaFpDeviceEnableInt() (4, 10, 1) and orva_call_driver().
+ *   write travels with the value that an earlier command left in it. There are two: the bus clock,
+ *   12500000 Hz at load, which orvaFpDeviceEEPROMEnable(), orvaFpDeviceSetClock() and
+ *   orva_call_driver() write; and three parameters, 0, 0, 0 at load, which arming the interrupt
+ *   (4, 10, 1) and orva_call_driver() write.
  * - Threads: because of that record, operations are called one at a time, whatever their handles.
  *   Only orvaFpDeviceWaitInt() and orvaFpDeviceClose() may run beside another operation. The
  *   library takes no lock.

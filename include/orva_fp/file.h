@@ -33,10 +33,10 @@ extern "C" {
 
 /** Reads a whole file from an open stream, and closes the stream whatever the result.
  *
- * @param     stream      an open stream; null gives -1, and nothing is written
- * @param[out] buffer_out receives the new buffer, or null when the result is -2
- * @param[out] size_out   receives the size of the file in bytes
- * @param[out] read_out   receives the number of bytes read; not written when the result is -2
+ * @param      stream      an open stream; null gives -1, and nothing is written
+ * @param[out] buffer_out  receives the new buffer, or null when the result is -2
+ * @param[out] size_out    receives the size of the file in bytes
+ * @param[out] read_out    receives the number of bytes read; not written when the result is -2
  * @return 0, -1 or -2 */
 ORVA_FP_API int32_t ffread(FILE *stream, uint8_t **buffer_out, int64_t *size_out,
                            uint64_t *read_out);

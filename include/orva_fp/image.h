@@ -20,9 +20,9 @@ extern "C" {
  * - An 8-bit image is row-major, with one unsigned byte per pixel and no gaps between the rows:
  *   pixel (x, y) is at index y * width + x. A 16-bit raw frame is laid out the same way in unsigned
  *   16-bit samples. Width and height are in pixels or samples.
- * - An image is empty when a side is 0 or less, or when width * height is above 2147483647. Of an
- *   empty image no pixel is read or written, its pointers may be null, and the function returns
- *   what it documents for an empty image. The same goes for areas of rows * cols pixels.
+ * - An image is empty when a side is 0 or less, or when width * height is above 2147483647. Then no
+ *   pixel and no mask is read or written, the pointers to them may be null, and the function
+ *   returns what it documents for an empty image. The same goes for areas of rows * cols pixels.
  * - Pointers are not null except where their \@param says so. 16-bit samples, doubles and records
  *   are aligned as their type asks; bytes need no alignment.
  * - Buffers belong to the caller and are used only during the call. A function cannot know the size
@@ -245,8 +245,8 @@ ORVA_FP_API double standard_deviation(const uint8_t *data, int32_t count);
  * @param[in] values  may be null when count is 0 or less
  * @param     count   their number, which is the divisor
  * @return the deviation; not a number when count is 0; 0.0 or -0.0 when it is negative
- * @note Implementation-defined: every result that is not a number, also one that comes from values
- *       that are infinite or not numbers, is the same positive quiet one. */
+ * @note Implementation-defined: whatever leads to a result that is not a number, it has the same
+ *       bits: those of the positive quiet NaN without a payload. */
 ORVA_FP_API double calculate_sd(const double *values, int32_t count);
 
 /** @} */
@@ -278,8 +278,8 @@ ORVA_FP_API int32_t is_mq4xx_white_noise(const uint16_t *frame, uint32_t width, 
  * @param     width   of the image in pixels
  * @param     height  of the image in pixels
  * @param     size    side of the square in pixels; up to 2901 its sum fits 31 bits
- * @return 0 to 255; -1 when image is null, when the square is larger than the image, or when it has
- *         pixels and the image is empty; 0 when size is 0 or less
+ * @return 0 to 255; -1 when image is null, when size is above width or height, or when size is
+ *         above 0 and the image is empty; otherwise 0 when size is 0 or less
  * @note Implementation-defined: the first row. With it the square always lies inside the image. */
 ORVA_FP_API int32_t image_center_mean(const uint8_t *image, int32_t width, int32_t height,
                                       int32_t size);
@@ -364,13 +364,13 @@ enum {
  *   around it belong to no block.
  *
  * @param[in]     image              the image
- * @param[in,out] block_count        what the blocks are; then the number of values
+ * @param[in,out] block_count        on entry what the blocks are, on return the number of values
  * @param[out]    block_values       room for all values: a mean each, 0 where no pixel takes part
  * @param[in]     mask               or null
  * @param         slice_window_size  side of a block in pixels, 1 to 255
  *
- * @warning A call whose grid has four blocks leaves 4 in *block_count. The next call with the same
- *          variable then takes the quadrants: set it before each call.
+ * @warning Set *block_count before each call: a call that gives four values leaves 4 there, and the
+ *          next one would take the quadrants.
  * @note Implementation-defined: a slice_window_size of 0 gives a count of 0 and no values. An empty
  *       image gives four zeros for the quadrants, else a count of 0. */
 ORVA_FP_API void vCalculateBlockDRCS1(const uint8_t *image, uint32_t *block_count,
@@ -414,7 +414,7 @@ enum {
 enum {
   NOISE_STRONG_MARGIN = 42,  /**< margin of a strong spike */
   NOISE_STRONG_LIMIT = 3,    /**< strong spikes allowed for every NOISE_STRONG_COLUMNS columns */
-  NOISE_STRONG_COLUMNS = 48, /**< what is left of the width allows no more */
+  NOISE_STRONG_COLUMNS = 48, /**< columns left over allow none */
   NOISE_DELTA_LIMIT = 100    /**< delta spikes allowed */
 };
 
@@ -531,9 +531,9 @@ ORVA_FP_API void OVHistEqW(uint8_t *image, int32_t width, int32_t height, int32_
  * estimate. Its time does not depend on the values.
  *
  * @param[in,out] dst     row 0; then the results
- * @param[in]     src     rows 1 to n - 1, row k at src + k * length; what lies at src itself is
- *                        never read. May be equal to dst or overlap it: the result is that of
- *                        position after position, from the first to the last
+ * @param[in]     src     the other rows: row k, from 1 to n - 1, is at src + k * length. The row at
+ *                        src itself is not read. src may be equal to dst or overlap it; the result
+ *                        is then that of one position after another, from the first to the last
  * @param         length  bytes of a row; with 0 or less nothing is read or written
  * @param         n       number of rows
  * @return 1 when n is 4 to 7, whatever length is; 0 for any other n, and nothing is touched */

@@ -82,8 +82,8 @@ typedef struct sensor_test_reply {
 
 /** Carries one request to the secure side and brings the reply back.
  *
- * It is called on the thread of orvaFpSensorTest(). What its pointers lead to lives as long as that
- * call and must not be kept.
+ * It is called on the thread of orvaFpSensorTest(). The records live as long as the run; their
+ * addresses must not be kept.
  *
  * @param         context       pRequestContext of orvaFpSensorTest()
  * @param         command       ORVA_CMD_SENSOR_TEST
@@ -147,8 +147,9 @@ typedef int32_t (*sensor_test_request_fn)(void *context, uint32_t command,
  *       - A file whose path is longer than 255 bytes is left alone: it is neither deleted nor
  *         saved, and its save fails with ENAMETOOLONG. The run goes on.
  *       - A data_len above SENSOR_TEST_DATA_SIZE saves the SENSOR_TEST_DATA_SIZE bytes that exist.
- *       - A result log holds at most 1023 bytes: the date line and 992 bytes of result_text. More
- * is cut off, never within a UTF-8 character. A result_text without a NUL ends with its last byte.
+ *       - A result log holds at most 1023 bytes: the date line and 992 bytes of result_text. What
+ *         is more is cut off, never within a UTF-8 character. A result_text without a NUL ends with
+ *         its last byte.
  *       - Until the callback writes to the reply, result is ORVA_TEST_STOP, data_len is 0 and
  *         result_text is empty. So a callback that returns 0 without writing ends the run, and
  *         nothing is saved.
@@ -158,7 +159,7 @@ ORVA_FP_API int32_t orvaFpSensorTest(int32_t script_id, int32_t options, uintptr
                                      void *pRequestContext, uintptr_t unused_7, uintptr_t unused_8,
                                      const char *pDataLogPath);
 
-/** Asks an interrupt wait without a time limit to stop, when it is not 0. It is 0 at load.
+/** Set to any number but 0, it asks an interrupt wait without a time limit to stop. 0 at load.
  *
  * Another thread may store it at any time with a single 32-bit store, such as __atomic_store_n; the
  * wait loads it atomically after every slice of 10 ms. The waits of a run have time limits and do
@@ -173,13 +174,14 @@ extern ORVA_FP_API int32_t g_sensor_test_abort;
  *
  * With a time limit it waits once. Without one it waits in slices of 10 ms. A slice that ends early
  * without the interrupt, because the driver fails or a signal comes, still lasts its 10 ms. After
- * every slice without the interrupt it looks at #g_sensor_test_abort; an interrupt within the slice
- * comes first.
+ * every slice without the interrupt it looks at #g_sensor_test_abort. An interrupt that comes
+ * within a slice counts, even when the flag is set.
  *
  * @param timeout_ms  time limit in milliseconds, or ORVA_FP_NO_TIME_LIMIT
  * @return - FP_OK: the interrupt came
- *         - FP_ERR_INT_NOT_TRIGGERED: it did not come within the limit, the driver failed while
- *           waiting with a limit, or #g_sensor_test_abort ended the wait
+ *         - FP_ERR_INT_NOT_TRIGGERED: it did not come within the limit; a wait with a limit ended
+ *           early, because the driver failed or a signal came; or #g_sensor_test_abort ended the
+ *           wait
  *         - the status of arming, when that failed; then nothing else was done
  *         - the status of disarming, when that failed; it replaces the first two
  * @note Implementation-defined: a limit from 0x80000000 to 0xFFFFFFFE is taken as 0x7FFFFFFF, the
