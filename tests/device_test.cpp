@@ -1,305 +1,250 @@
-// Device access through the exported operations: statuses, log lines and every byte of every
-// command.
-#include <csignal>
-#include <cstring>
+// Device access and the interrupt wait through the exported operations: statuses, log calls and
+// every field of every command.
+#include <chrono>
 #include <fcntl.h>
-#include <sys/time.h>
-#include <unistd.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <thread>
 
-#include "support/sensor_fixture.h"
+#include <orva_fp/device.h>
+#include <orva_fp/sensor_test.h>
+
+#include "simulator/libc_front.h"
+#include "support/libc_stand_ins.h"
+#include "support/recorder.h"
+#include "support/temp_folder.h"
 
 namespace {
 
-using simulator::command;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
+using namespace std::chrono_literals;
+using simulator::interrupt_plan;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
-// A command record but for its two addresses, which differ from run to run.
-struct expected_record {
-  bool addresses;
-  uint32_t len;
-  uint32_t speed_hz;
-  uint8_t opcode;
-  uint8_t param[3];
+constexpr uint32_t kNoLimit = 0xFFFFFFFF;
+
+// What an operation does on an open driver whose record is as it was loaded.
+struct operation {
+  std::string name;
+  std::function<int32_t(int32_t)> run;
+  int32_t status;
+  std::string journal;
 };
-
-// The 32 bytes, with each address as 0 or all ones.
-simulator::record_bytes bytes_of(const expected_record &e) {
-  simulator::record_bytes bytes{};
-  if (e.addresses) memset(bytes.data(), 0xFF, 16);
-  memcpy(&bytes[16], &e.len, 4);
-  memcpy(&bytes[20], &e.speed_hz, 4);
-  bytes[26] = 8;
-  bytes[27] = 1;
-  bytes[28] = e.opcode;
-  memcpy(&bytes[29], e.param, 3);
-  return bytes;
-}
-
-std::vector<simulator::record_bytes> records(const std::vector<command> &commands) {
-  std::vector<simulator::record_bytes> all;
-  for (command c : commands) {
-    memset(&c.record[0], c.tx_buf() != 0 ? 0xFF : 0, 8);
-    memset(&c.record[8], c.rx_buf() != 0 ? 0xFF : 0, 8);
-    all.push_back(c.record);
-  }
-  return all;
-}
-
-std::vector<simulator::record_bytes> records(const std::vector<expected_record> &expected) {
-  std::vector<simulator::record_bytes> all;
-  for (const expected_record &e : expected) all.push_back(bytes_of(e));
-  return all;
-}
-
-constexpr uint32_t kNormal = 12500000;
-constexpr uint32_t kSlow = 3300000;
-
-struct operation_case {
-  const char *name;
-  int32_t (*run)(int32_t handle);
-  std::vector<expected_record> sent;
-  std::vector<std::string> log;
-};
-
-std::ostream &operator<<(std::ostream &out, const operation_case &c) { return out << c.name; }
 
 int32_t call(int32_t handle, uint8_t opcode, const uint8_t *params, uint32_t speed_hz) {
   static const uint8_t sent[4] = {1, 2, 3, 4};
-  static uint8_t received[4];
-  memset(received, 0, sizeof received);
+  uint8_t received[4] = {};
   const int32_t status = orva_call_driver(handle, opcode, sent, 4, received, params, speed_hz);
+  EXPECT_EQ(simulator::sensor().commands().back().sent, std::vector<uint8_t>({1, 2, 3, 4}));
   EXPECT_EQ(received[3], 0x5A) << "the driver's bytes did not arrive";
   return status;
 }
 
-const operation_case kOperations[] = {
-    {"Reset",
-     [](int32_t h) { return orvaFpDeviceReset(h); },
-     {{false, 0, kNormal, 4, {0, 0, 0}}},
-     {}},
-    {"PowerOn",
-     [](int32_t h) { return orvaFpDevicePowerCtrl(h, 1); },
-     {{false, 1, kNormal, 5, {0, 0, 0}}},
-     {"E- orvaFpDevicePowerCtrl 1"}},
-    {"PowerTakesAnyValue",
-     [](int32_t h) { return orvaFpDevicePowerCtrl(h, 0xFFFFFFFE); },
-     {{false, 0xFFFFFFFE, kNormal, 5, {0, 0, 0}}},
-     {"E- orvaFpDevicePowerCtrl -2"}},
-    {"InfoMemoryOn",
-     [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1); },
-     {{false, 0, kSlow, 6, {0, 0, 0}}, {false, 0, kSlow, 7, {0, 0, 0}}},
-     {"E- DeviceEEPROMEnable start non-tz 1", "E- DeviceEEPROMEnable end"}},
-    {"InfoMemoryOffForAnyOtherValue",
-     [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 2); },
-     {{false, 0, kNormal, 6, {0, 0, 0}}, {false, 1, kNormal, 7, {0, 0, 0}}},
-     {"E- DeviceEEPROMEnable start non-tz 2", "E- DeviceEEPROMEnable end"}},
+void set_abort_flag(int32_t value) {
+  __atomic_store_n(&g_sensor_test_abort, value, __ATOMIC_RELEASE);
+}
+
+auto waits(uint32_t limit_ms, int32_t abort_flag = 0) {
+  return [=](int32_t) {
+    set_abort_flag(abort_flag);
+    const int32_t status = wait_interrupt_in_sensor_test(limit_ms);
+    EXPECT_EQ(g_sensor_test_abort, abort_flag) << "the library only reads it";
+    return status;
+  };
+}
+
+const std::string kMemoryOn =
+    "orvaFpDeviceEEPROMEnable:203 DeviceEEPROMEnable start non-tz 1 | set-clock 0 3300000 0.0.0 | "
+    "orvaFpDeviceEEPROMEnable:216 DeviceEEPROMEnable end | info-memory 0 3300000 0.0.0";
+const std::string kTriggered = "orvaFpDeviceWaitInt:256 DeviceWaitInt poll trigger";
+const std::string kArm =
+    "orvaFpDeviceEnableInt:228 DeviceEnableInt 1 4 10 1 | int-enable 1 12500000 4.10.1 buffers";
+const std::string kDisarm =
+    " | orvaFpDeviceEnableInt:228 DeviceEnableInt 0 4 10 1 | int-disable 1 12500000 4.10.1 buffers";
+const std::string kWait = " | 4:wait_interrupt_in_sensor_test:";
+
+const operation kOperations[] = {
+    {"Reset", orvaFpDeviceReset, 0, "reset 0 12500000 0.0.0"},
+    {"ResetFails", orvaFpDeviceReset, 209, "reset 0 12500000 0.0.0!"},
+    {"PowerOn", [](int32_t h) { return orvaFpDevicePowerCtrl(h, 1); }, 0,
+        "orvaFpDevicePowerCtrl:187 orvaFpDevicePowerCtrl 1 | power 1 12500000 0.0.0"},
+    {"PowerTakesAnyValue", [](int32_t h) { return orvaFpDevicePowerCtrl(h, 0xFFFFFFFE); }, 209,
+        "orvaFpDevicePowerCtrl:187 orvaFpDevicePowerCtrl -2 | power 4294967294 12500000 0.0.0!"},
+    {"InfoMemoryOn", [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1); }, 0, kMemoryOn},
+    {"InfoMemoryOffForAnyOtherValue", [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 2); }, 0,
+        "orvaFpDeviceEEPROMEnable:203 DeviceEEPROMEnable start non-tz 2 | set-clock 0 12500000 "
+        "0.0.0 | orvaFpDeviceEEPROMEnable:216 DeviceEEPROMEnable end | info-memory 1 12500000 "
+        "0.0.0"},
+    {"InfoMemorySecondCommandFails", [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1); }, 209,
+        kMemoryOn + "!"},
+    {"InfoMemoryFirstCommandFails_ClockStaysChanged",
+        [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1) + orvaFpDeviceReset(h); }, 209,
+        "orvaFpDeviceEEPROMEnable:203 DeviceEEPROMEnable start non-tz 1 | set-clock 0 3300000 "
+        "0.0.0! | reset 0 3300000 0.0.0"},
     {"ClockNormalEndsSlow",
-     [](int32_t h) {
-       orvaFpDeviceEEPROMEnable(h, 1);
-       return orvaFpDeviceSetClock(h, 1);
-     },
-     {{false, 0, kSlow, 6, {0, 0, 0}},
-      {false, 0, kSlow, 7, {0, 0, 0}},
-      {false, 0, kNormal, 6, {0, 0, 0}}},
-     {"E- DeviceEEPROMEnable start non-tz 1", "E- DeviceEEPROMEnable end",
-      "E- 12.2.298.600 DeviceSetClock 1"}},
+        [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1) + orvaFpDeviceSetClock(h, 1); }, 0,
+        kMemoryOn + " | orvaFpDeviceSetClock:267 12.2.298.600 DeviceSetClock 1 | set-clock 0 "
+                    "12500000 0.0.0"},
     {"ClockOtherKeepsTheClock",
-     [](int32_t h) {
-       orvaFpDeviceEEPROMEnable(h, 1);
-       return orvaFpDeviceSetClock(h, -1);
-     },
-     {{false, 0, kSlow, 6, {0, 0, 0}},
-      {false, 0, kSlow, 7, {0, 0, 0}},
-      {false, 0, kSlow, 16, {0, 0, 0}}},
-     {"E- DeviceEEPROMEnable start non-tz 1", "E- DeviceEEPROMEnable end",
-      "E- 12.2.298.600 DeviceSetClock -1"}},
-    {"CpuSpeedup",
-     [](int32_t h) { return orvaFpDeviceCPUSpeedup(h, 0x80000001); },
-     {{false, 0x80000001, kNormal, 17, {0, 0, 0}}},
-     {}},
+        [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1) + orvaFpDeviceSetClock(h, -1); }, 209,
+        kMemoryOn + " | orvaFpDeviceSetClock:267 12.2.298.600 DeviceSetClock -1 | clock-other 0 "
+                    "3300000 0.0.0!"},
+    {"CpuSpeedup", [](int32_t h) { return orvaFpDeviceCPUSpeedup(h, 0x80000001); }, 0,
+        "cpu-speedup 2147483649 12500000 0.0.0"},
+    {"DisarmingLeavesParameters", [](int32_t h) { return orvaFpDeviceEnableInt(h, 2); }, 0,
+        "orvaFpDeviceEnableInt:228 DeviceEnableInt 2 4 10 1 | int-disable 1 12500000 0.0.0 "
+        "buffers"},
     {"ArmingParametersTravelOn",
-     [](int32_t h) {
-       orvaFpDeviceEnableInt(h, 0);
-       orvaFpDeviceEnableInt(h, 1);
-       orvaFpDeviceReset(h);
-       return orvaFpDeviceEnableInt(h, 2);
-     },
-     {{true, 1, kNormal, 165, {0, 0, 0}},
-      {true, 1, kNormal, 164, {4, 10, 1}},
-      {false, 0, kNormal, 4, {4, 10, 1}},
-      {true, 1, kNormal, 165, {4, 10, 1}}},
-     {"E- DeviceEnableInt 0 4 10 1", "E- DeviceEnableInt 1 4 10 1", "E- DeviceEnableInt 2 4 10 1"}},
-    {"CallDriverCarriesParametersAndClockOver",
-     [](int32_t h) {
-       static constexpr uint8_t kParams[3] = {7, 8, 9};
-       call(h, 200, kParams, 1000);
-       call(h, 201, nullptr, 0);
-       return orvaFpDeviceReset(h);
-     },
-     {{true, 4, 1000, 200, {7, 8, 9}},
-      {true, 4, 1000, 201, {7, 8, 9}},
-      {false, 0, 1000, 4, {7, 8, 9}}},
-     {}},
+        [](int32_t h) {
+          return orvaFpDeviceEnableInt(h, 1) + orvaFpDeviceReset(h) + orvaFpDeviceEnableInt(h, 0);
+        },
+        0, kArm + " | reset 0 12500000 4.10.1" + kDisarm},
+    {"CallDriver",
+        [](int32_t h) {
+          static constexpr uint8_t kParams[3] = {7, 8, 9};
+          return call(h, 200, kParams, 1000) + call(h, 201, nullptr, 0) + orvaFpDeviceReset(h);
+        },
+        0,
+        "command 200 4 1000 7.8.9 buffers | command 201 4 1000 7.8.9 buffers | reset 0 1000 7.8.9"},
+
+    {"Wait_Comes", [](int32_t h) { return orvaFpDeviceWaitInt(h, 500); }, 0,
+        "poll 500 in | " + kTriggered},
+    {"Wait_ComesWithAnError", [](int32_t h) { return orvaFpDeviceWaitInt(h, -1); }, 0,
+        "poll -1 both | " + kTriggered},
+    {"Wait_Timeout", [](int32_t h) { return orvaFpDeviceWaitInt(h, 0); }, 117, "poll 0 none"},
+    {"Wait_ErrorEventIsNoInterrupt", [](int32_t h) { return orvaFpDeviceWaitInt(h, 500); }, 117,
+        "poll 500 error"},
+    {"Wait_Fails", [](int32_t h) { return orvaFpDeviceWaitInt(h, 500); }, 209,
+        "poll 500 fails | orvaFpDeviceWaitInt:252 poll error"},
+
+    {"Timed_Comes", waits(1000), 0,
+        kArm + " | poll 1000 in | " + kTriggered + kWait + "65 sensor_test interrupt tirgger" +
+            kDisarm},
+    {"Timed_LimitPasses_FlagIsNotLookedAt", waits(60, 1), 13,
+        kArm + " | poll 60 none" + kWait + "67 sensor_test interrupt timeout" + kDisarm},
+    {"Timed_PollFails", waits(0x80000000), 13,
+        kArm + " | poll 2147483647 fails | orvaFpDeviceWaitInt:252 poll error" + kWait +
+            "67 sensor_test interrupt timeout" + kDisarm},
+    {"Timed_LongestLimit", waits(kNoLimit - 1), 13,
+        kArm + " | poll 2147483647 error" + kWait + "67 sensor_test interrupt timeout" + kDisarm},
+    {"Timed_ArmingFails", waits(1000), 209, kArm + "!"},
+    {"Timed_DisarmingFailsAfterInterrupt", waits(10), 209,
+        kArm + " | poll 10 in | " + kTriggered + kWait + "65 sensor_test interrupt tirgger" +
+            kDisarm + "!"},
+    {"Timed_DisarmingFailsAfterTimeout", waits(10), 209,
+        kArm + " | poll 10 none" + kWait + "67 sensor_test interrupt timeout" + kDisarm + "!"},
+    {"NoLimit_ComesInTheThirdSlice", waits(kNoLimit), 0,
+        kArm + " | poll 10 none | poll 10 none | poll 10 in | " + kTriggered + kWait +
+            "53 sensor_test interrupt tirgger" + kDisarm},
+    {"NoLimit_FlagSetOnEntry_OneSliceRuns", waits(kNoLimit, -1), 13,
+        kArm + " | poll 10 none" + kWait + "57 sensor_test interrupt abort" + kDisarm},
+    {"NoLimit_InterruptWinsOverTheFlag", waits(kNoLimit, 1), 0,
+        kArm + " | poll 10 in | " + kTriggered + kWait + "53 sensor_test interrupt tirgger" +
+            kDisarm},
+    {"NoLimit_DisarmingFailsAfterAbort", waits(kNoLimit, 1), 209,
+        kArm + " | poll 10 none" + kWait + "57 sensor_test interrupt abort" + kDisarm + "!"},
 };
 
-class DeviceOperations : public support::sensor_fixture,
-                         public testing::WithParamInterface<operation_case> {
+class Device : public testing::Test {
  protected:
-  std::vector<std::string> log_of_journal() const {
-    std::vector<std::string> log;
-    for (const std::string &entry : journal) {
-      if (!entry.starts_with("> ")) log.push_back(entry);
-    }
-    return log;
+  void SetUp() override { start(""); }
+  void TearDown() override {
+    EXPECT_THAT(simulator::sensor().problems(), testing::IsEmpty());
+    support::stop_journal();
+    close_driver();
+    set_abort_flag(0);
+  }
+
+  static void close_driver() {
+    EXPECT_EQ(orvaFpDeviceClose(g_fp_device_handle), FP_OK);
+    g_fp_device_handle = 0;
+  }
+
+  // A journal of the expected entries on an open driver, with the record as it was loaded.
+  static void start(const std::string &expected) {
+    close_driver();
+    support::start_journal("power 1\n" + expected, true);
+    ASSERT_EQ(orvaFpDeviceOpen(&g_fp_device_handle), FP_OK);
+    static constexpr uint8_t kNoParams[3] = {};
+    orva_call_driver(g_fp_device_handle, 0, nullptr, 0, nullptr, kNoParams, 12500000);
+    support::take_journal();
   }
 };
 
-TEST_P(DeviceOperations, SendsExactlyTheseRecords) {
-  open_driver({});
-  const size_t before = support::sensor_commands().size();
-  EXPECT_EQ(GetParam().run(g_fp_device_handle), FP_OK);
-
-  std::vector<command> sent = support::sensor_commands();
-  sent.erase(sent.begin(), sent.begin() + static_cast<std::ptrdiff_t>(before));
-  EXPECT_EQ(records(sent), records(GetParam().sent));
-  EXPECT_THAT(log_of_journal(), ElementsAreArray(GetParam().log));
+TEST_F(Device, Operations) {
+  for (const operation &c : kOperations) {
+    SCOPED_TRACE(c.name);
+    start(support::lines(c.journal));
+    EXPECT_EQ(c.run(g_fp_device_handle), c.status);
+    EXPECT_EQ(support::take_journal(), support::lines(c.journal));
+    EXPECT_THAT(simulator::sensor().problems(), testing::IsEmpty());
+  }
 }
 
-TEST_P(DeviceOperations, ReportsTheDriversFailure) {
-  const uint8_t last = GetParam().sent.back().opcode;
-  const uint32_t nth = last == 5 ? 2 : 0;  // the first power command belongs to opening
-  open_driver(support::refuses(last, nth));
-  EXPECT_EQ(GetParam().run(g_fp_device_handle), FP_ERR_DRIVER_IO);
-}
+struct opening {
+  simulator::sensor_config sensor;
+  int32_t status;
+  bool opened;
+  const char *journal;
+  int32_t handle = 0;  // left where the driver is not opened
+};
 
-INSTANTIATE_TEST_SUITE_P(All, DeviceOperations, testing::ValuesIn(kOperations),
-                         [](const auto &test) { return std::string(test.param.name); });
-
-class Device : public support::sensor_fixture {};
-
-TEST_F(Device, Open_PowersTheSensorOn) {
-  int32_t handle = -1;
-  EXPECT_EQ(orvaFpDeviceOpen(&handle), FP_OK);
-  EXPECT_GT(handle, 0);
-  EXPECT_EQ(fcntl(handle, F_GETFL) & O_ACCMODE, O_RDWR);
-  EXPECT_THAT(journal, ElementsAre("E- orvaFpDevicePowerCtrl 1", "> power 1"));
-  EXPECT_TRUE(support::sensor_state().powered);
-  EXPECT_EQ(orvaFpDeviceClose(handle), FP_OK);
-  EXPECT_TRUE(support::sensor_state().powered) << "closing does not power off";
-}
-
-TEST_F(Device, Open_NullPlace) {
+TEST_F(Device, Open) {
+  for (const opening &c :
+      {opening{{}, 0, true,
+           "orvaFpDevicePowerCtrl:187 orvaFpDevicePowerCtrl 1 | power 1 12500000 0.0.0"},
+          opening{{.faults = {{5}}}, 209, true,
+              "orvaFpDevicePowerCtrl:187 orvaFpDevicePowerCtrl 1 | power 1 12500000 0.0.0!"},
+          opening{{.node = simulator::node_state::kMissing}, 210, false, "", 1234},
+          opening{{.node = simulator::node_state::kNotOpenable}, 210, false, ""}}) {
+    SCOPED_TRACE(c.journal);
+    simulator::attach(c.sensor);
+    int32_t handle = 1234;
+    EXPECT_EQ(orvaFpDeviceOpen(&handle), c.status);
+    EXPECT_EQ(support::take_journal(), support::lines(c.journal));
+    if (!c.opened) {
+      EXPECT_EQ(handle, c.handle);
+      continue;
+    }
+    EXPECT_EQ(fcntl(handle, F_GETFL) & O_ACCMODE, O_RDWR);
+    EXPECT_EQ(orvaFpDeviceClose(handle), FP_OK);
+    EXPECT_EQ(support::take_journal(), "") << "closing does not power off";
+    EXPECT_EQ(orvaFpDeviceClose(handle), FP_ERR_DRIVER_IO) << "it is closed already";
+    EXPECT_EQ(orvaFpDeviceReset(handle), FP_ERR_DRIVER_IO);
+  }
   EXPECT_EQ(orvaFpDeviceOpen(nullptr), FP_ERR_NULL_PARAM);
-  EXPECT_THAT(journal, IsEmpty());
-}
-
-TEST_F(Device, Open_NodeMissing) {
-  support::attach_sensor({.node = simulator::node_state::kMissing});
-  int32_t handle = 1234;
-  EXPECT_EQ(orvaFpDeviceOpen(&handle), FP_ERR_NO_DEVICE);
-  EXPECT_EQ(handle, 1234);
-  EXPECT_THAT(journal, IsEmpty());
-}
-
-TEST_F(Device, Open_NodePresentButNotOpenable) {
-  support::attach_sensor({.node = simulator::node_state::kNotOpenable});
-  int32_t handle = 1234;
-  EXPECT_EQ(orvaFpDeviceOpen(&handle), FP_ERR_NO_DEVICE);
-  EXPECT_EQ(handle, 0);
-  EXPECT_THAT(journal, IsEmpty());
-}
-
-TEST_F(Device, Open_PowerOnFails) {
-  support::attach_sensor(support::refuses(5));
-  int32_t handle = 0;
-  EXPECT_EQ(orvaFpDeviceOpen(&handle), FP_ERR_DRIVER_IO);
-  EXPECT_GT(handle, 0) << "the descriptor is the caller's to close";
-  EXPECT_THAT(journal, ElementsAre("E- orvaFpDevicePowerCtrl 1", "> power 1 fails"));
-  EXPECT_EQ(orvaFpDeviceClose(handle), FP_OK);
-}
-
-TEST_F(Device, Close) {
   const size_t before = support::open_descriptors();
   EXPECT_EQ(orvaFpDeviceClose(0), FP_OK);
   EXPECT_EQ(support::open_descriptors(), before) << "0 is no device, not standard input";
-  int32_t handle = 0;
-  ASSERT_EQ(orvaFpDeviceOpen(&handle), FP_OK);
-  EXPECT_EQ(orvaFpDeviceClose(handle), FP_OK);
-  EXPECT_EQ(support::open_descriptors(), before);
-  EXPECT_EQ(orvaFpDeviceClose(handle), FP_ERR_DRIVER_IO) << "it is closed already";
-  EXPECT_EQ(orvaFpDeviceReset(handle), FP_ERR_DRIVER_IO);
 }
 
-TEST_F(Device, InfoMemory_FirstCommandFails_SecondIsNotSent) {
-  open_driver(support::refuses(6));
-  EXPECT_EQ(orvaFpDeviceEEPROMEnable(g_fp_device_handle, 1), FP_ERR_DRIVER_IO);
-  EXPECT_EQ(orvaFpDeviceReset(g_fp_device_handle), FP_OK);
-  EXPECT_THAT(journal, ElementsAre("E- DeviceEEPROMEnable start non-tz 1", "> set-clock 0 fails",
-                                   "> reset 0"));
-  EXPECT_EQ(support::sensor_state().clock_hz, kSlow) << "the clock stays changed";
-}
-
-struct wait_case {
-  const char *name;
-  simulator::interrupt_plan plan;
-  int32_t timeout_ms;
-  int32_t status;
-  std::vector<std::string> log;
-};
-
-std::ostream &operator<<(std::ostream &out, const wait_case &c) { return out << c.name; }
-
-const wait_case kWaits[] = {
-    {"InTime",
-     simulator::interrupt_plan::after(20),
-     2000,
-     FP_OK,
-     {"E- DeviceWaitInt poll trigger"}},
-    {"Endless", simulator::interrupt_plan::after(50), -1, FP_OK, {"E- DeviceWaitInt poll trigger"}},
-    {"TooLate", simulator::interrupt_plan::after(300), 30, FP_ERR_POLL_TIMEOUT, {}},
-    {"LookOnly", simulator::interrupt_plan::never(), 0, FP_ERR_POLL_TIMEOUT, {}},
-    {"ErrorEventWithoutData",
-     simulator::interrupt_plan::error_event(),
-     500,
-     FP_ERR_POLL_TIMEOUT,
-     {}},
-};
-
-class DeviceWait : public support::sensor_fixture, public testing::WithParamInterface<wait_case> {};
-
-TEST_P(DeviceWait, Outcome) {
-  open_driver(support::raises(GetParam().plan));
-  ASSERT_EQ(orvaFpDeviceEnableInt(g_fp_device_handle, 1), FP_OK);
-  journal.clear();
-  EXPECT_EQ(orvaFpDeviceWaitInt(g_fp_device_handle, GetParam().timeout_ms), GetParam().status);
-  EXPECT_THAT(journal, ElementsAreArray(GetParam().log));
-  journal.clear();
-  if (GetParam().status == FP_OK) {
-    EXPECT_EQ(orvaFpDeviceWaitInt(g_fp_device_handle, 0), FP_OK) << "a wait consumes nothing";
+// The system's own poll, on a descriptor that becomes readable.
+TEST_F(Device, WaitsTakeTheirTime) {
+  struct {
+    uint32_t limit_ms;
+    int32_t status;
+    milliseconds at_least;
+  } const cases[] = {{1000, FP_OK, 30ms}, {40, FP_ERR_INT_NOT_TRIGGERED, 40ms},
+      {kNoLimit, FP_OK, 30ms}, {kNoLimit, FP_ERR_INT_NOT_TRIGGERED, 50ms}};
+  support::stop_journal();
+  close_driver();
+  simulator::attach({.interrupts = {interrupt_plan::after(30), interrupt_plan::never(),
+                         interrupt_plan::after(30)}});
+  ASSERT_EQ(orvaFpDeviceOpen(&g_fp_device_handle), FP_OK);
+  for (const auto &c : cases) {
+    const auto start = steady_clock::now();
+    std::thread other([&] {
+      std::this_thread::sleep_until(start + 50ms);
+      set_abort_flag(1);
+    });
+    EXPECT_EQ(wait_interrupt_in_sensor_test(c.limit_ms), c.status);
+    const auto lasted = steady_clock::now() - start;
+    EXPECT_GE(lasted, c.at_least - 1ms);
+    EXPECT_LT(lasted, c.at_least + 500ms);
+    other.join();
+    set_abort_flag(0);
+    EXPECT_FALSE(simulator::sensor().state().armed);
   }
-}
-
-INSTANTIATE_TEST_SUITE_P(All, DeviceWait, testing::ValuesIn(kWaits),
-                         [](const auto &test) { return std::string(test.param.name); });
-
-TEST_F(Device, WaitInt_CutShortBySignal) {
-  open_driver({});
-  struct sigaction action {};
-  action.sa_handler = [](int) {};
-  struct sigaction previous {};
-  ASSERT_EQ(sigaction(SIGALRM, &action, &previous), 0);
-  const itimerval soon = {.it_interval = {}, .it_value = {.tv_sec = 0, .tv_usec = 50000}};
-  ASSERT_EQ(setitimer(ITIMER_REAL, &soon, nullptr), 0);
-  EXPECT_EQ(orvaFpDeviceWaitInt(g_fp_device_handle, 5000), FP_ERR_DRIVER_IO);
-  EXPECT_THAT(journal, ElementsAre("E- poll error"));
-  sigaction(SIGALRM, &previous, nullptr);
-}
-
-TEST_F(Device, WaitInt_DescriptorNotOpen) {
-  EXPECT_EQ(orvaFpDeviceWaitInt(1000, 5000), FP_ERR_POLL_TIMEOUT);
-  EXPECT_THAT(journal, IsEmpty());
 }
 
 }  // namespace

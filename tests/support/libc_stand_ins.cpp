@@ -21,13 +21,18 @@ namespace {
 
 thread_local size_t malloc_count = 0;
 
-// A note is only put together when there is somebody to take it.
+// What the note answers. A note is only put together when there is somebody to take it.
 template <typename... Parts>
-void note(const Parts &...parts) {
-  if (!libc().note) return;
+std::optional<int> note(const Parts &...parts) {
+  if (!libc().note) return std::nullopt;
   std::string what;
   (what.append(parts), ...);
-  libc().note(what);
+  return libc().note(what);
+}
+
+int fail(int error) {
+  errno = error;
+  return -1;
 }
 
 }  // namespace
@@ -43,16 +48,14 @@ size_t mallocs_on_this_thread() { return malloc_count; }
 
 extern "C" int usleep(useconds_t us) {
   if (support::libc().note) {
-    support::note("usleep ", std::to_string(us));
-    return 0;
+    const auto error = support::note("usleep ", std::to_string(us));
+    return error.has_value() ? support::fail(*error) : 0;
   }
-  const timespec pause = {static_cast<time_t>(us / 1000000),
-                          static_cast<long>(us % 1000000) * 1000};
+  const timespec pause = {us / 1000000, static_cast<long>(us % 1000000) * 1000};
   return nanosleep(&pause, nullptr);
 }
 
 extern "C" int poll(pollfd *entries, nfds_t count, int limit_ms) {
-  support::libc().poll_limit_ms = limit_ms;
   if (support::libc().poll != nullptr) return support::libc().poll(entries, count, limit_ms);
   const timespec limit = {limit_ms / 1000, static_cast<long>(limit_ms % 1000) * 1000000};
   return ppoll(entries, count, limit_ms < 0 ? nullptr : &limit, nullptr);
@@ -65,9 +68,8 @@ extern "C" int remove(const char *path) {
 }
 
 extern "C" FILE *fopen(const char *path, const char *mode) {
-  support::note("fopen ", path, " ", mode);
-  if (support::libc().fopen_fails_for == path) {
-    errno = support::libc().fopen_error;
+  if (const auto error = support::note("fopen ", path, " ", mode)) {
+    support::fail(*error);
     return nullptr;
   }
   return support::libc().opened != nullptr ? support::libc().opened() : fopen64(path, mode);

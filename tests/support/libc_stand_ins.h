@@ -13,17 +13,14 @@
 namespace support {
 
 struct libc_script {
-  // Called with "usleep N", "remove PATH" and "fopen PATH MODE" as they happen. While it is set
-  // usleep returns at once.
-  std::function<void(const std::string &)> note;
+  // Called with "usleep N", "remove PATH" and "fopen PATH MODE" as they happen; with an error
+  // number for an answer, usleep and fopen fail with it. While it is set usleep returns at once.
+  std::function<std::optional<int>(const std::string &)> note;
   std::optional<time_t> now;  // what time returns
   bool gmtime_fails = false;
   bool asctime_fails = false;
-  std::string fopen_fails_for;                   // path that cannot be opened
-  int fopen_error = 0;                           // its error number
   FILE *(*opened)() = nullptr;                   // makes the stream that fopen hands out
   std::optional<timespec> monotonic;             // what clock_gettime returns for CLOCK_MONOTONIC
-  std::optional<int> poll_limit_ms;              // set by poll
   int (*poll)(pollfd *, nfds_t, int) = nullptr;  // answers in poll's place
 };
 

@@ -1,0 +1,34 @@
+// For programs that compile the library's sources without its logging calls: records every log call
+// as it is made, driver command and libc call in one journal, in order.
+#ifndef ORVA_TESTS_RECORDER_H
+#define ORVA_TESTS_RECORDER_H
+
+#include <string>
+
+namespace support {
+
+// Entries, one a line:
+//   "LEVEL:LINE TEXT"    a log call of the sensor test's file and entry point
+//   "LEVEL:FILE FUNCTION:LINE TEXT"   of any other; FILE and FUNCTION only where they are others
+//   "FUNCTION:LINE TEXT"              of the device layer
+//   "reset 0"            a command with its len; detailed also "CLOCK PARAMETERS" and " buffers"
+//   "poll 100 in", "usleep 15000", "remove PATH", "fopen PATH MODE"
+// What a command, usleep or fopen fails with "!" at its end.
+// "a | b" in a test's tables stands for two entries.
+std::string lines(std::string entries);
+
+// Starts a journal on a fresh sensor. What the expected entries say happens: "!" makes a call fail,
+// and the last word of a poll ("in", "none", "error", "both", "fails") is its answer. The clock
+// stands still but for polls and pauses, which take no time. Occurrences of folder show as "DIR".
+void start_journal(const std::string &expected, bool detailed, const std::string &folder = "");
+
+// The entries since the latest call.
+std::string take_journal();
+void note(const std::string &entry);
+
+// Ends recording: log calls do nothing, libc is the system's.
+void stop_journal();
+
+}  // namespace support
+
+#endif
