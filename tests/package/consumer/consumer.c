@@ -32,8 +32,7 @@ static int has_version_of_headers(void) {
 }
 
 static int32_t no_secure_side(void *context, uint32_t command, const sensor_test_request *request,
-                              uint32_t request_size, sensor_test_reply *reply,
-                              uint32_t *reply_size) {
+    uint32_t request_size, sensor_test_reply *reply, uint32_t *reply_size) {
   (void)context, (void)command, (void)request, (void)request_size, (void)reply, (void)reply_size;
   return -1;
 }

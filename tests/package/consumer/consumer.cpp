@@ -13,7 +13,7 @@ int main() {
   output_log(4, "(FPLOG)", "consumer.cpp", __func__, __LINE__, "linked from %s", "C++");
 
   const auto unused = [](void *, uint32_t, const sensor_test_request *, uint32_t,
-                         sensor_test_reply *, uint32_t *) -> int32_t { return -1; };
+                          sensor_test_reply *, uint32_t *) -> int32_t { return -1; };
   if (orvaFpSensorTest(ORVA_SCRIPT_SNR1, 0, 0, 0, unused, nullptr, 0, 0, nullptr) !=
       FP_ERR_NULL_LOG_PATH) {
     return 1;
