@@ -25,7 +25,6 @@ Exit status:
   2  bad arguments
   3  the scenario cannot be read)";
 
-constexpr uint32_t kNoLimit = 0xFFFFFFFF;
 constexpr uint32_t kLongestLimitMs = 0x7FFFFFFF;
 
 // The interrupt of a simulated sensor that no scenario describes.
@@ -118,7 +117,7 @@ void add_device_command(CLI::App &app, exit_status &result) {
       ->add_option("value", *value, "The driver's own value")
       ->required();
 
-  const auto timeout_ms = std::make_shared<uint32_t>(kNoLimit);
+  const auto timeout_ms = std::make_shared<uint32_t>(ORVA_FP_NO_TIME_LIMIT);
   add("wait-interrupt", "Arms the interrupt, waits for it until Ctrl-C, and disarms it",
       [timeout_ms](int32_t) { return wait_for_interrupt(*timeout_ms); })
       ->add_option("--timeout-ms", *timeout_ms, "Time limit in milliseconds; none without it")

@@ -35,9 +35,6 @@ Exit status:
   5  something unexpected was sent, or the scenario was not played to its end
   6, 7  with --inspect: as orva-fp image inspect)";
 
-// With its files' names, a longer folder does not fit the library's paths.
-constexpr size_t kLongestFolder = 230;
-
 struct options {
   int32_t script = 0;
   std::string scenario;
@@ -54,10 +51,10 @@ bool is_snr1(int32_t script) {
 fs::path log_file(const options &o) {
   const bool normal_scan =
       o.script == ORVA_SCRIPT_NORMAL_SCAN || o.script == ORVA_SCRIPT_NORMAL_SCAN_VARIANT;
-  return fs::path(o.out) / (normal_scan ? "orva_sensor_test_NS.log" : "orva_sensor_test_SNR.log");
+  return fs::path(o.out) / (normal_scan ? ORVA_FP_NORMAL_SCAN_LOG : ORVA_FP_SNR_LOG);
 }
 
-fs::path data_file(const options &o) { return fs::path(o.out) / "fp_data.bin"; }
+fs::path data_file(const options &o) { return fs::path(o.out) / ORVA_FP_DATA_FILE; }
 
 std::string with_size(const fs::path &file) {
   std::error_code missing;
@@ -115,9 +112,9 @@ exit_status run(const options &o) {
     throw command_error(kBadUsage, "scenario " + scenario.name + " is not meant for script " +
                                        std::to_string(o.script));
   }
-  if (o.out.size() > kLongestFolder) {
-    refuse_output_folder(
-        o.out, "the path is longer than " + std::to_string(kLongestFolder) + " characters");
+  if (o.out.size() > SENSOR_TEST_FOLDER_LENGTH) {
+    refuse_output_folder(o.out, "the path is longer than " +
+                                    std::to_string(SENSOR_TEST_FOLDER_LENGTH) + " characters");
   }
   prepare_output_folder(o.out);
 
