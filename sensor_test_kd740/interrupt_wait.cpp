@@ -11,7 +11,6 @@ int32_t g_sensor_test_abort = 0;
 
 namespace {
 
-constexpr uint32_t kNoLimit = 0xFFFFFFFF;
 constexpr uint32_t kLongestLimitMs = 0x7FFFFFFF;  // poll takes more for an endless wait
 constexpr int32_t kSliceMs = 10;
 
@@ -53,7 +52,8 @@ int32_t wait_interrupt_in_sensor_test(uint32_t timeout_ms) {
   const int32_t enabled = orvaFpDeviceEnableInt(g_fp_device_handle, 1);
   if (enabled != FP_OK) return enabled;
 
-  const bool triggered = timeout_ms == kNoLimit ? wait_until_aborted() : wait_limited(timeout_ms);
+  const bool triggered =
+      timeout_ms == ORVA_FP_NO_TIME_LIMIT ? wait_until_aborted() : wait_limited(timeout_ms);
   const int32_t disabled = orvaFpDeviceEnableInt(g_fp_device_handle, 0);
   if (disabled != FP_OK) return disabled;
   return triggered ? FP_OK : FP_ERR_INT_NOT_TRIGGERED;

@@ -39,8 +39,8 @@ int32_t run_script(int32_t script_id, int32_t options, sensor_test_request_fn re
     orva::remove_old(log_path, folder, script->log, script->remove_log_line);
   }
   orva::result_path data_path;
-  orva::compose_path(data_path, folder, orva::kDataFile);
-  orva::remove_old(data_path, folder, orva::kDataFile, 185);
+  orva::compose_path(data_path, folder, ORVA_FP_DATA_FILE);
+  orva::remove_old(data_path, folder, ORVA_FP_DATA_FILE, 185);
 
   log_test_line(
       kLogInfo,

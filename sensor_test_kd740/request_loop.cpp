@@ -84,10 +84,10 @@ constexpr script_family kNormalScan = {
                 {ORVA_POWER_OFF_ON,
                  {{&kPowerOff, {302, "sensor_test ORVA_POWER_OFF_ON off fail %d"}},
                   {&kPowerOn, {306, "sensor_test ORVA_POWER_OFF_ON on fail %d"}}}}},
-    .save = {.log = &kNormalScanLog,
+    .save = {.log = ORVA_FP_NORMAL_SCAN_LOG,
              .data_failed = {315, "Save bin fail, errno=%d"},
-             .data_saved = {317, "Save bin=%s/%s.%s"},
-             .log_saved = {369, "save result=%s/%s.%s"},
+             .data_saved = {317, "Save bin=%s/%s"},
+             .log_saved = {369, "save result=%s/%s"},
              .log_failed = {371, "Save NS result log fail, errno=%d"}},
 };
 
@@ -113,10 +113,10 @@ constexpr script_family kSnr2 = {
           {{&kInfoMemoryOn, {512, "sensor_test snr_2 ORVA_READ_SENSOR_INFO_START fail %d"}}}},
          {ORVA_READ_SENSOR_INFO_END,
           {{&kInfoMemoryOff, {520, "sensor_test snr_2 ORVA_READ_SENSOR_INFO_END fail %d"}}}}},
-    .save = {.log = &kSnrLog,
+    .save = {.log = ORVA_FP_SNR_LOG,
              .data_failed = {544, "Save bin fail, errno=%d"},
              .data_saved = {},
-             .log_saved = {636, "save result=%s/%s.%s"},
+             .log_saved = {636, "save result=%s/%s"},
              .log_failed = {638, "Save SNR result log fail, errno=%d"}},
 };
 
@@ -124,12 +124,13 @@ constexpr int32_t kRemoveNormalScanLine = 172;
 constexpr int32_t kRemoveSnrLine = 179;
 
 constexpr script kScripts[] = {
-    {ORVA_SCRIPT_NORMAL_SCAN, 0, &kNormalScan, kNormalScanLog, kRemoveNormalScanLine},
-    {ORVA_SCRIPT_SNR1, 0, &kSnr1, kSnrLog, kRemoveSnrLine},
-    {ORVA_SCRIPT_SNR2, 0, &kSnr2, kSnrLog, kRemoveSnrLine},
-    {ORVA_SCRIPT_NORMAL_SCAN_VARIANT, 1, &kNormalScan, kNormalScanLog, kRemoveNormalScanLine},
-    {ORVA_SCRIPT_SNR1_VARIANT, 1, &kSnr1, kSnrLog, kRemoveSnrLine},
-    {ORVA_SCRIPT_SNR2_VARIANT, 1, &kSnr2, kSnrLog, kRemoveSnrLine},
+    {ORVA_SCRIPT_NORMAL_SCAN, 0, &kNormalScan, ORVA_FP_NORMAL_SCAN_LOG, kRemoveNormalScanLine},
+    {ORVA_SCRIPT_SNR1, 0, &kSnr1, ORVA_FP_SNR_LOG, kRemoveSnrLine},
+    {ORVA_SCRIPT_SNR2, 0, &kSnr2, ORVA_FP_SNR_LOG, kRemoveSnrLine},
+    {ORVA_SCRIPT_NORMAL_SCAN_VARIANT, 1, &kNormalScan, ORVA_FP_NORMAL_SCAN_LOG,
+     kRemoveNormalScanLine},
+    {ORVA_SCRIPT_SNR1_VARIANT, 1, &kSnr1, ORVA_FP_SNR_LOG, kRemoveSnrLine},
+    {ORVA_SCRIPT_SNR2_VARIANT, 1, &kSnr2, ORVA_FP_SNR_LOG, kRemoveSnrLine},
 };
 
 // Carries out the steps of an action; returns the status of the last one.

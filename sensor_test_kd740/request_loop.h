@@ -13,7 +13,7 @@ struct script {
   int32_t id;
   int32_t variant;
   const script_family *family;
-  result_file log;          // deleted at set-up
+  const char *log;          // deleted at set-up
   int32_t remove_log_line;  // line of the log entry that tells
 };
 

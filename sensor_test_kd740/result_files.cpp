@@ -77,23 +77,20 @@ void save_data(const save_profile &profile, const sensor_test_reply &reply, cons
   }
   write_result(path, reply.data, static_cast<size_t>(size), profile.data_failed);
   if (profile.data_saved.text != nullptr) {
-    log_test_line(kLogInfo, profile.data_saved, folder, kDataFile.base_name, kDataFile.extension);
+    log_test_line(kLogInfo, profile.data_saved, folder, ORVA_FP_DATA_FILE);
   }
 }
 
 }  // namespace
 
-void compose_path(result_path &path, const char *folder, const result_file &file) {
-  const int length =
-      snprintf(path.text, sizeof path.text, "%s/%s.%s", folder, file.base_name, file.extension);
+void compose_path(result_path &path, const char *folder, const char *file) {
+  const int length = snprintf(path.text, sizeof path.text, "%s/%s", folder, file);
   if (length < 0 || static_cast<size_t>(length) >= sizeof path.text) path.text[0] = '\0';
 }
 
-void remove_old(const result_path &path, const char *folder, const result_file &file,
-                int32_t line) {
+void remove_old(const result_path &path, const char *folder, const char *file, int32_t line) {
   if (!path.fits()) {
-    log_test_line(kLogError, {line, "sensor_test path too long, not removed: %s/%s.%s"}, folder,
-                  file.base_name, file.extension);
+    log_test_line(kLogError, {line, "sensor_test path too long, not removed: %s/%s"}, folder, file);
     return;
   }
   remove(path.text);
@@ -109,9 +106,8 @@ void save_results(const save_profile &profile, const sensor_test_reply &reply, c
   append_result_text(text, reply.result_text, profile.log_saved.line);
 
   result_path path;
-  compose_path(path, folder, *profile.log);
-  log_test_line(kLogInfo, profile.log_saved, folder, profile.log->base_name,
-                profile.log->extension);
+  compose_path(path, folder, profile.log);
+  log_test_line(kLogInfo, profile.log_saved, folder, profile.log);
   write_result(path, text.bytes, text.length, profile.log_failed);
 }
 

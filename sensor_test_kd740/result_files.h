@@ -8,33 +8,25 @@
 
 namespace orva {
 
-struct result_file {
-  const char *base_name;
-  const char *extension;
-};
-
-inline constexpr result_file kNormalScanLog = {"orva_sensor_test_NS", "log"};
-inline constexpr result_file kSnrLog = {"orva_sensor_test_SNR", "log"};
-inline constexpr result_file kDataFile = {"fp_data", "bin"};
-
 // Composed path of a result file. A path that does not fit is empty and is never used.
 struct result_path {
   char text[256];
   bool fits() const { return text[0] != '\0'; }
 };
+static_assert(sizeof(result_path::text) == SENSOR_TEST_FOLDER_LENGTH + sizeof "/" ORVA_FP_SNR_LOG);
 
-void compose_path(result_path &path, const char *folder, const result_file &file);
+void compose_path(result_path &path, const char *folder, const char *file);
 
 // Deletes the file that an earlier run left at path and logs it at the given line.
-void remove_old(const result_path &path, const char *folder, const result_file &file, int32_t line);
+void remove_old(const result_path &path, const char *folder, const char *file, int32_t line);
 
 // What a script family saves at its end, and the lines that it logs.
 struct save_profile {
-  const result_file *log;  // null: the family saves nothing
-  test_line data_failed;   // errno
-  test_line data_saved;    // path
-  test_line log_saved;     // path
-  test_line log_failed;    // errno
+  const char *log;        // null: the family saves nothing
+  test_line data_failed;  // errno
+  test_line data_saved;   // folder and file
+  test_line log_saved;    // folder and file
+  test_line log_failed;   // errno
 };
 
 // Saves the data block and the result text of the last reply. Failures are logged only.
