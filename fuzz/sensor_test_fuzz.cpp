@@ -64,13 +64,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         0, answer, nullptr, 0, 0, folder.path().c_str());
     fuzz::expect(status == 0 || status == 35 || status == 209, "sensor test", "unknown status");
     for (const std::string &name : folder.files()) {
-      const auto limit = name == "fp_data.bin" ? SENSOR_TEST_DATA_SIZE : 1023;
+      const size_t limit = name == "fp_data.bin" ? SENSOR_TEST_DATA_SIZE : 1023;
       fuzz::expect(folder.contents(name).size() <= limit, "sensor test", "file too large");
     }
   }
   fuzz::expect(simulator::sensor().problems().empty(), "sensor test", "odd record");
   orvaFpDeviceClose(g_fp_device_handle);
   g_fp_device_handle = 0;
+  support::libc() = {};
   fuzz::expect(next_descriptor() == before, "sensor test", "a descriptor is left open");
   return 0;
 }
