@@ -512,13 +512,16 @@ const path_case kPaths[] = {
     {"old", 7, "/tmp", "ab", nullptr},
     {"x", 2, "", "", "/"},
     {"x", 2, "%", "d", nullptr},
+    {"x", 0, "", "", nullptr, "dest=, dest len=0, src1=, src2="},
+    {"x", -1, "", "", nullptr, "dest=, dest len=-1, src1=, src2="},
     {"x", 2, nullptr, "b", nullptr, "dest=x, dest len=2, src1=(null), src2=b"},
     {"x", 2, "a", nullptr, nullptr, "dest=x, dest len=2, src1=a, src2=(null)"},
 };
 
 TEST_F(Runs, ConfirmSavePath) {
   for (const path_case &c : kPaths) {
-    support::guarded_buffer<char> dest(static_cast<size_t>(c.room), support::guard::kEnd, 0);
+    const size_t size = std::max(strlen(c.dest) + 1, static_cast<size_t>(std::max(c.room, 0)));
+    support::guarded_buffer<char> dest(size, support::guard::kEnd, 0);
     memcpy(dest.data(), c.dest, strlen(c.dest));
     EXPECT_EQ(confirm_save_path(dest.data(), c.room, c.src1, c.src2), c.composed != nullptr);
     const std::string logged = c.logged != nullptr ? c.logged
