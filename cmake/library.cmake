@@ -22,6 +22,7 @@ set(ORVA_FP_SOURCES
   platform/memory_time.cpp
   sensor_test_kd740/interrupt_wait.cpp
   sensor_test_kd740/orva_fp_normal_sensor_test.cpp
+  sensor_test_kd740/pause.cpp
   sensor_test_kd740/request_loop.cpp
   sensor_test_kd740/result_files.cpp)
 list(TRANSFORM ORVA_FP_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)

@@ -1,4 +1,5 @@
-// What every log call of the library passes: its tag and its levels.
+// What every log call of the library passes: its tag and its level. Its line number is a constant
+// too, and not __LINE__: the number stays when the call moves, and tells lines of one text apart.
 #ifndef ORVA_PLATFORM_LOG_LINE_H
 #define ORVA_PLATFORM_LOG_LINE_H
 

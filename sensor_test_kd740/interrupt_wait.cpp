@@ -5,6 +5,7 @@
 #include <orva_fp/log.h>
 #include <orva_fp/sensor_test.h>
 
+#include "sensor_test_kd740/pause.h"
 #include "sensor_test_kd740/test_log.h"
 
 int32_t g_sensor_test_abort = 0;
@@ -31,10 +32,20 @@ bool wait_limited(uint32_t timeout_ms) {
   return triggered;
 }
 
+// Waits for the interrupt for the time of a slice; true when it came. A poll that ends early, on an
+// error of the node or a signal, does not shorten the slice: the node may stay as it is for long.
+bool wait_slice() {
+  const uint64_t start = orva::monotonic_us();
+  if (orvaFpDeviceWaitInt(g_fp_device_handle, kSliceMs) == FP_OK) return true;
+  const uint64_t lasted = orva::monotonic_us() - start;
+  if (lasted < kSliceMs * 1000) orva::pause_us(static_cast<uint32_t>(kSliceMs * 1000 - lasted));
+  return false;
+}
+
 // Slices without a limit on their number; true when the interrupt came.
 bool wait_until_aborted() {
   for (;;) {
-    if (orvaFpDeviceWaitInt(g_fp_device_handle, kSliceMs) == FP_OK) {
+    if (wait_slice()) {
       log_outcome(53, "sensor_test interrupt tirgger");
       return true;
     }

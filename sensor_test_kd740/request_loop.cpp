@@ -3,9 +3,11 @@
 #include "sensor_test_kd740/request_loop.h"
 
 #include <cstddef>
-#include <unistd.h>
+#include <span>
 
 #include <orva_fp/device.h>
+
+#include "sensor_test_kd740/pause.h"
 
 namespace orva {
 
@@ -25,7 +27,7 @@ namespace {
 // A sensor operation with the pause that the sensor needs after it.
 struct operation {
   int32_t (*run)(int32_t handle);
-  useconds_t pause_us;
+  uint32_t pause_us;
   bool pause_after_failure;
 };
 
@@ -39,19 +41,11 @@ constexpr operation kPowerOff = {[](int32_t handle) { return orvaFpDevicePowerCt
 constexpr operation kPowerOn = {[](int32_t handle) { return orvaFpDevicePowerCtrl(handle, 1); },
                                 10000, true};
 
-// One operation of an action and the error line of its failure.
+// One operation of a code's action and the error line of its failure.
 struct step {
+  uint32_t code;
   const operation *op;
   test_line failed;
-};
-
-constexpr size_t kMaxSteps = 2;
-constexpr size_t kMaxActions = 4;
-
-// The steps are carried out in order, whether the one before failed or not.
-struct action {
-  uint32_t code;
-  step steps[kMaxSteps];
 };
 
 }  // namespace
@@ -64,31 +58,44 @@ struct script_family {
   test_line step_end;
   uint32_t wait_ms;  // time limit of the interrupt wait, 0 where the family has none
   test_line wait_failed;
-  action actions[kMaxActions];
+  // A code's steps are carried out in order, whether the one before failed or not.
+  std::span<const step> steps;
   save_profile save;
 };
 
 namespace {
+
+constexpr step kNormalScanSteps[] = {
+    {ORVA_READ_SENSOR_INFO_START,
+     &kInfoMemoryOn,
+     {270, "sensor_test ORVA_READ_SENSOR_INFO_START fail %d"}},
+    {ORVA_READ_SENSOR_INFO_END,
+     &kInfoMemoryOff,
+     {278, "sensor_test ORVA_READ_SENSOR_INFO_END fail %d"}},
+    {ORVA_READ_SENSOR_INFO_END, &kReset, {284, "sensor_test ORVA_RESET fail 2 %d"}},
+    {ORVA_RESET, &kReset, {293, "sensor_test ORVA_RESET fail %d"}},
+    {ORVA_POWER_OFF_ON, &kPowerOff, {302, "sensor_test ORVA_POWER_OFF_ON off fail %d"}},
+    {ORVA_POWER_OFF_ON, &kPowerOn, {306, "sensor_test ORVA_POWER_OFF_ON on fail %d"}},
+};
 
 constexpr script_family kNormalScan = {
     .exchange = {255, "sensor_test normal scan = %d %d %d"},
     .step_end = {},
     .wait_ms = 0,
     .wait_failed = {},
-    .actions = {{ORVA_READ_SENSOR_INFO_START,
-                 {{&kInfoMemoryOn, {270, "sensor_test ORVA_READ_SENSOR_INFO_START fail %d"}}}},
-                {ORVA_READ_SENSOR_INFO_END,
-                 {{&kInfoMemoryOff, {278, "sensor_test ORVA_READ_SENSOR_INFO_END fail %d"}},
-                  {&kReset, {284, "sensor_test ORVA_RESET fail 2 %d"}}}},
-                {ORVA_RESET, {{&kReset, {293, "sensor_test ORVA_RESET fail %d"}}}},
-                {ORVA_POWER_OFF_ON,
-                 {{&kPowerOff, {302, "sensor_test ORVA_POWER_OFF_ON off fail %d"}},
-                  {&kPowerOn, {306, "sensor_test ORVA_POWER_OFF_ON on fail %d"}}}}},
+    .steps = kNormalScanSteps,
     .save = {.log = ORVA_FP_NORMAL_SCAN_LOG,
              .data_failed = {315, "Save bin fail, errno=%d"},
-             .data_saved = {317, "Save bin=%s/%s"},
+             .data_saved = {317, "Save bin=%s"},
              .log_saved = {369, "save result=%s/%s"},
              .log_failed = {371, "Save NS result log fail, errno=%d"}},
+};
+
+constexpr step kSnr1Steps[] = {
+    {ORVA_READ_SENSOR_INFO_START,
+     &kInfoMemoryOn,
+     {426, "sensor_test snr_1 ORVA_READ_SENSOR_INFO_START fail %d"}},
+    {ORVA_READ_SENSOR_INFO_END, &kReset, {440, "sensor_test ORVA_RESET fail 2 %d"}},
 };
 
 constexpr script_family kSnr1 = {
@@ -96,11 +103,17 @@ constexpr script_family kSnr1 = {
     .step_end = {475, "pfnCustomRequest SNR1 end %d %d"},
     .wait_ms = 100,
     .wait_failed = {416, "sensor_test snr_1 ORVA_WAIT_INTERRUPT fail %d"},
-    .actions =
-        {{ORVA_READ_SENSOR_INFO_START,
-          {{&kInfoMemoryOn, {426, "sensor_test snr_1 ORVA_READ_SENSOR_INFO_START fail %d"}}}},
-         {ORVA_READ_SENSOR_INFO_END, {{&kReset, {440, "sensor_test ORVA_RESET fail 2 %d"}}}}},
+    .steps = kSnr1Steps,
     .save = {},
+};
+
+constexpr step kSnr2Steps[] = {
+    {ORVA_READ_SENSOR_INFO_START,
+     &kInfoMemoryOn,
+     {512, "sensor_test snr_2 ORVA_READ_SENSOR_INFO_START fail %d"}},
+    {ORVA_READ_SENSOR_INFO_END,
+     &kInfoMemoryOff,
+     {520, "sensor_test snr_2 ORVA_READ_SENSOR_INFO_END fail %d"}},
 };
 
 constexpr script_family kSnr2 = {
@@ -108,11 +121,7 @@ constexpr script_family kSnr2 = {
     .step_end = {},
     .wait_ms = 1000,
     .wait_failed = {534, "sensor_test snr_2 ORVA_WAIT_INTERRUPT fail %d"},
-    .actions =
-        {{ORVA_READ_SENSOR_INFO_START,
-          {{&kInfoMemoryOn, {512, "sensor_test snr_2 ORVA_READ_SENSOR_INFO_START fail %d"}}}},
-         {ORVA_READ_SENSOR_INFO_END,
-          {{&kInfoMemoryOff, {520, "sensor_test snr_2 ORVA_READ_SENSOR_INFO_END fail %d"}}}}},
+    .steps = kSnr2Steps,
     .save = {.log = ORVA_FP_SNR_LOG,
              .data_failed = {544, "Save bin fail, errno=%d"},
              .data_saved = {},
@@ -133,26 +142,17 @@ constexpr script kScripts[] = {
     {ORVA_SCRIPT_SNR2_VARIANT, 1, &kSnr2, ORVA_FP_SNR_LOG, kRemoveSnrLine},
 };
 
-// Carries out the steps of an action; returns the status of the last one.
-int32_t run_action(const action &todo) {
+// Carries out the family's steps for a code; returns the status of the last one.
+int32_t perform(const script_family &family, uint32_t code) {
   int32_t status = FP_OK;
-  for (const step &s : todo.steps) {
-    if (s.op == nullptr) break;
+  for (const step &s : family.steps) {
+    if (s.code != code) continue;
     status = s.op->run(g_fp_device_handle);
     if (status != FP_OK) log_test_line(kLogError, s.failed, status);
     const bool pauses = status == FP_OK || s.op->pause_after_failure;
-    if (pauses && s.op->pause_us != 0) usleep(s.op->pause_us);
+    if (pauses && s.op->pause_us != 0) pause_us(s.op->pause_us);
   }
   return status;
-}
-
-// Carries out the family's action for a code, if it has one; returns the status of its last
-// operation.
-int32_t perform(const script_family &family, uint32_t code) {
-  for (const action &entry : family.actions) {
-    if (entry.steps[0].op != nullptr && entry.code == code) return run_action(entry);
-  }
-  return FP_OK;
 }
 
 // Puts the outcome of an interrupt wait into the request. Any other status than the two outcomes

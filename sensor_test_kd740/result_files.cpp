@@ -66,7 +66,7 @@ void write_result(const result_path &path, const void *data, size_t size, const 
   if (!written) log_test_line(kLogError, failed, path.fits() ? errno : ENAMETOOLONG);
 }
 
-void save_data(const save_profile &profile, const sensor_test_reply &reply, const char *folder,
+void save_data(const save_profile &profile, const sensor_test_reply &reply,
                const result_path &path) {
   if (reply.data_len <= 0) return;
   const int32_t size = std::min<int32_t>(reply.data_len, SENSOR_TEST_DATA_SIZE);
@@ -77,7 +77,7 @@ void save_data(const save_profile &profile, const sensor_test_reply &reply, cons
   }
   write_result(path, reply.data, static_cast<size_t>(size), profile.data_failed);
   if (profile.data_saved.text != nullptr) {
-    log_test_line(kLogInfo, profile.data_saved, folder, ORVA_FP_DATA_FILE);
+    log_test_line(kLogInfo, profile.data_saved, path.text);
   }
 }
 
@@ -99,7 +99,7 @@ void remove_old(const result_path &path, const char *folder, const char *file, i
 
 void save_results(const save_profile &profile, const sensor_test_reply &reply, const char *folder,
                   const result_path &data_path) {
-  save_data(profile, reply, folder, data_path);
+  save_data(profile, reply, data_path);
 
   log_text text;
   start_with_date(text);
@@ -113,6 +113,17 @@ void save_results(const save_profile &profile, const sensor_test_reply &reply, c
 
 }  // namespace orva
 
+namespace {
+
+// Whether two runs of bytes have any in common.
+bool overlap(const char *a, size_t a_size, const char *b, size_t b_size) {
+  const auto a_start = reinterpret_cast<uintptr_t>(a);
+  const auto b_start = reinterpret_cast<uintptr_t>(b);
+  return a_start < b_start + b_size && b_start < a_start + a_size;
+}
+
+}  // namespace
+
 int32_t confirm_save_path(char *dest, int32_t dest_len, const char *src1, const char *src2) {
   using namespace orva;
   constexpr char kFunction[] = "confirm_save_path";
@@ -122,18 +133,19 @@ int32_t confirm_save_path(char *dest, int32_t dest_len, const char *src1, const 
   }
   const auto text_or_null = [](const char *text) { return text != nullptr ? text : "(null)"; };
   output_log(kLogInfo, kLogTag, kSensorTestFile, kFunction, 95,
-             "Save dest=%.*s, dest len=%d, src1=%s, src2=%s", std::max(dest_len, 0), dest, dest_len,
-             text_or_null(src1), text_or_null(src2));
+             "Save dest=%s, dest len=%d, src1=%s, src2=%s", dest, dest_len, text_or_null(src1),
+             text_or_null(src2));
   if (dest_len <= 0 || src1 == nullptr || src2 == nullptr) return 0;
 
   const size_t length1 = strlen(src1);
   const size_t length2 = strlen(src2);
   const auto room = static_cast<size_t>(dest_len);
   if (length1 >= room || length2 >= room || length1 + length2 + 2 > room) return 0;
+  const size_t size = length1 + length2 + 2;
+  if (overlap(dest, size, src1, length1 + 1) || overlap(dest, size, src2, length2 + 1)) return 0;
 
-  memmove(dest, src1, length1);
+  memcpy(dest, src1, length1);
   dest[length1] = '/';
-  memmove(dest + length1 + 1, src2, length2);
-  dest[length1 + 1 + length2] = '\0';
+  memcpy(dest + length1 + 1, src2, length2 + 1);
   return 1;
 }

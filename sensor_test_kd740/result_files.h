@@ -24,7 +24,7 @@ void remove_old(const result_path &path, const char *folder, const char *file, i
 struct save_profile {
   const char *log;        // null: the family saves nothing
   test_line data_failed;  // errno
-  test_line data_saved;   // folder and file
+  test_line data_saved;   // path
   test_line log_saved;    // folder and file
   test_line log_failed;   // errno
 };

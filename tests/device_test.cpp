@@ -136,6 +136,14 @@ const operation kOperations[] = {
     {"NoLimit_ComesInTheThirdSlice", waits(kNoLimit), 0,
         kArm + " | poll 10 none | poll 10 none | poll 10 in | " + kTriggered + kWait +
             "53 sensor_test interrupt tirgger" + kDisarm},
+    {"NoLimit_EveryShortSliceLasts10Ms", waits(kNoLimit), 0,
+        kArm +
+            " | poll 10 error | usleep 10000 | poll 10 fails | orvaFpDeviceWaitInt:252 poll error "
+            "| usleep 6000! | usleep 4000 | poll 10 in | " +
+            kTriggered + kWait + "53 sensor_test interrupt tirgger" + kDisarm},
+    {"NoLimit_FlagAfterAShortSlice", waits(kNoLimit, 1), 13,
+        kArm + " | poll 10 error | usleep 10000" + kWait + "57 sensor_test interrupt abort" +
+            kDisarm},
     {"NoLimit_FlagSetOnEntry_OneSliceRuns", waits(kNoLimit, -1), 13,
         kArm + " | poll 10 none" + kWait + "57 sensor_test interrupt abort" + kDisarm},
     {"NoLimit_InterruptWinsOverTheFlag", waits(kNoLimit, 1), 0,

@@ -56,6 +56,7 @@ const row kRows[] = {
     {kNormal, 24, kGoesOn,
         "set-clock 0 | info-memory 1 | reset 0! | 6:284 sensor_test ORVA_RESET fail 2 209"},
     {kNormal, 21, kGoesOn, "reset 0 | usleep 15000"},
+    {kNormal, 21, kGoesOn, "reset 0 | usleep 15000! | usleep 13000! | usleep 11000"},
     {kNormal, 21, kGoesOn, "reset 0! | 6:293 sensor_test ORVA_RESET fail 209"},
     {kNormal, 41, kGoesOn, "power 0 | usleep 10000 | power 1 | usleep 10000"},
     {kNormal, 41, kGoesOn,
@@ -399,6 +400,35 @@ TEST_F(Runs, ReplyStaysAsTheCallbackLeftIt) {
   EXPECT_EQ(folder.contents("fp_data.bin"), "\x01\x02");
 }
 
+// The data file's path is that of the set-up.
+TEST_F(Runs, CallbackChangesTheFolderText) {
+  std::string where = folder.path();
+  const auto change = [](void *text, uint32_t, const sensor_test_request *, uint32_t,
+                          sensor_test_reply *reply, uint32_t *) -> int32_t {
+    static_cast<std::string *>(text)->back() = '?';
+    reply->result = ORVA_TEST_FINISH;
+    reply->data_len = 1;
+    return 0;
+  };
+  EXPECT_EQ(orvaFpSensorTest(1000, 0, 0, 0, change, &where, 0, 0, where.c_str()), FP_OK);
+  EXPECT_THAT(support::take_journal(),
+      testing::HasSubstr("fopen DIR/fp_data.bin wb\n4:317 Save bin=DIR/fp_data.bin\n"));
+}
+
+TEST_F(Runs, PauseEndsWithItsTimeOrAnotherFailure) {
+  for (const int error : {EINTR, EINVAL}) {
+    int pauses = 0;
+    support::libc().note = [&](const std::string &what) -> std::optional<int> {
+      if (!what.starts_with("usleep")) return std::nullopt;
+      support::libc().monotonic->tv_sec += error == EINTR;
+      ++pauses;
+      return error;
+    };
+    EXPECT_EQ(play(1000, {{.result = 21}, {.result = 37}}), FP_OK);
+    EXPECT_EQ(pauses, 1) << error;
+  }
+}
+
 // ---- Saving --------------------------------------------------------------------------------
 
 TEST_F(Runs, FailedOpenWithoutAnErrorNumberIsLogged) {
@@ -512,8 +542,9 @@ const path_case kPaths[] = {
     {"old", 7, "/tmp", "ab", nullptr},
     {"x", 2, "", "", "/"},
     {"x", 2, "%", "d", nullptr},
-    {"x", 0, "", "", nullptr, "dest=, dest len=0, src1=, src2="},
-    {"x", -1, "", "", nullptr, "dest=, dest len=-1, src1=, src2="},
+    {"logged whole", 2, "", "", "/"},
+    {"x", 0, "", "", nullptr},
+    {"x", INT32_MIN, "", "", nullptr},
     {"x", 2, nullptr, "b", nullptr, "dest=x, dest len=2, src1=(null), src2=b"},
     {"x", 2, "a", nullptr, nullptr, "dest=x, dest len=2, src1=a, src2=(null)"},
 };
@@ -531,6 +562,15 @@ TEST_F(Runs, ConfirmSavePath) {
     EXPECT_EQ(support::take_journal(), "4:confirm_save_path:95 Save " + logged + "\n");
     EXPECT_STREQ(dest.data(), c.composed != nullptr ? c.composed : c.dest);
   }
+  // What overlaps the bytes to be written is refused.
+  char buffer[16] = "ab";
+  const std::tuple<const char *, const char *, const char *> overlaps[] = {{buffer, "c", "ab"},
+      {"/", buffer + 1, "ab"}, {buffer + 3, "ab", "ab"}, {"ab", buffer + 4, "ab/"}};
+  for (const auto &[src1, src2, after] : overlaps) {
+    EXPECT_EQ(confirm_save_path(buffer, 16, src1, src2), after[2] == '/') << after;
+    EXPECT_STREQ(buffer, after);
+  }
+  support::take_journal();
   EXPECT_EQ(confirm_save_path(nullptr, 10, "a", "b"), 0);
   EXPECT_EQ(support::take_journal(), "4:confirm_save_path:90 addr of destination is NULL !!\n");
 }

@@ -63,8 +63,8 @@ std::optional<int> note_call(const std::string &what) {
   const bool pause = what.starts_with("usleep ");
   const bool fails = !what.starts_with("remove ") && next(journal.failures, false);
   note(what + (fails ? "!" : ""));
+  if (pause) let_time_pass(fails ? 2000 : std::stoll(what.substr(7)));
   if (fails) return pause ? EINTR : ENOSPC;
-  if (pause) let_time_pass(std::stoll(what.substr(7)));
   return std::nullopt;
 }
 
@@ -76,6 +76,7 @@ int answer_poll(pollfd *entry, nfds_t count, int limit_ms) {
       {"in", POLLIN}, {"both", POLLIN | POLLERR}, {"error", POLLERR | POLLHUP}};
   entry->revents = events.contains(how) ? events.at(how) : 0;
   if (how == "none") let_time_pass(int64_t{limit_ms} * 1000);
+  if (how == "fails") let_time_pass(4000);
   errno = EINTR;
   return how == "fails" ? -1 : how != "none";
 }

@@ -18,8 +18,10 @@ namespace support {
 std::string lines(std::string entries);
 
 // Starts a journal on a fresh sensor. What the expected entries say happens: "!" makes a call fail,
-// and the last word of a poll ("in", "none", "error", "both", "fails") is its answer. The clock
-// stands still but for polls and pauses, which take no time. Occurrences of folder show as "DIR".
+// and the last word of a poll ("in", "none", "error", "both", "fails") is its answer. Polls and
+// pauses take no time, but the clock goes on: by all of a pause or of a poll that nothing comes in,
+// by 2 ms when a signal cuts a pause short, by 4 ms when a poll fails. Occurrences of folder show
+// as "DIR".
 void start_journal(const std::string &expected, bool detailed, const std::string &folder = "");
 
 // The entries since the latest call.
