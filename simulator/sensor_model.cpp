@@ -1,20 +1,10 @@
 #include "simulator/sensor_model.h"
 
 #include <cstdio>
-#include <cstring>
-
-#include "api/driver_channel.h"
 
 namespace simulator {
 
 namespace {
-
-template <typename T>
-T field(const record_bytes &record, size_t offset) {
-  T value;
-  memcpy(&value, record.data() + offset, sizeof value);
-  return value;
-}
 
 struct named_opcode {
   uint8_t opcode;
@@ -42,11 +32,6 @@ bool is_transfer(uint8_t opcode) {
 }
 
 }  // namespace
-
-uint64_t command::tx_buf() const { return field<uint64_t>(record, 0); }
-uint64_t command::rx_buf() const { return field<uint64_t>(record, 8); }
-uint32_t command::len() const { return field<uint32_t>(record, 16); }
-uint32_t command::speed_hz() const { return field<uint32_t>(record, 20); }
 
 std::string opcode_name(uint8_t opcode) {
   const named_opcode *entry = find_name(opcode);
@@ -80,9 +65,9 @@ void sensor_model::check(const command &c) {
   const auto expect = [&](bool holds, const char *what) {
     if (!holds) problems_.push_back(opcode_name(c.opcode()) + ": " + what);
   };
-  expect(field<uint16_t>(c.record, 24) == 0, "delay_usecs is not 0");
-  expect(c.record[26] == 8, "bits_per_word is not 8");
-  expect(c.record[27] == 1, "cs_change is not 1");
+  expect(c.fields().delay_usecs == 0, "delay_usecs is not 0");
+  expect(c.fields().bits_per_word == 8, "bits_per_word is not 8");
+  expect(c.fields().cs_change == 1, "cs_change is not 1");
   if (find_name(c.opcode()) == nullptr) return;
   const bool has_buffers = c.tx_buf() != 0 && c.rx_buf() != 0;
   const bool has_none = c.tx_buf() == 0 && c.rx_buf() == 0;
@@ -95,7 +80,8 @@ void sensor_model::check(const command &c) {
 }
 
 answer sensor_model::handle(const record_bytes &record, std::span<const uint8_t> sent) {
-  command c{record, {sent.begin(), sent.end()}, fault_for(record[28])};
+  command c{record, {sent.begin(), sent.end()}, 0};
+  c.error = fault_for(c.opcode());
   check(c);
   commands_.push_back(c);
 

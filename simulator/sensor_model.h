@@ -5,6 +5,7 @@
 #define ORVA_SIMULATOR_SENSOR_MODEL_H
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -13,9 +14,11 @@
 #include <string_view>
 #include <vector>
 
+#include "api/driver_channel.h"
+
 namespace simulator {
 
-inline constexpr size_t kRecordSize = 32;
+inline constexpr size_t kRecordSize = sizeof(orva::fp_ioc_transfer);
 using record_bytes = std::array<uint8_t, kRecordSize>;
 
 // One command as the driver received it.
@@ -24,12 +27,13 @@ struct command {
   std::vector<uint8_t> sent;  // the bytes that tx_buf pointed to, empty without it
   int error = 0;              // system error number that the driver answered with, 0 for none
 
-  uint64_t tx_buf() const;
-  uint64_t rx_buf() const;
-  uint32_t len() const;
-  uint32_t speed_hz() const;
-  uint8_t opcode() const { return record[28]; }
-  std::span<const uint8_t, 3> param() const { return std::span(record).subspan<29, 3>(); }
+  orva::fp_ioc_transfer fields() const { return std::bit_cast<orva::fp_ioc_transfer>(record); }
+  uint64_t tx_buf() const { return fields().tx_buf; }
+  uint64_t rx_buf() const { return fields().rx_buf; }
+  uint32_t len() const { return fields().len; }
+  uint32_t speed_hz() const { return fields().speed_hz; }
+  uint8_t opcode() const { return fields().opcode; }
+  std::array<uint8_t, 3> param() const { return std::to_array(fields().param); }
 };
 
 // "reset", "power", ... ; "command N" for a code that has no name.

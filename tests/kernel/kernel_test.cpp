@@ -3,6 +3,7 @@
 // the driver's.
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -74,10 +75,12 @@ class Kernel : public testing::Test {
     support::clear_log();
   }
 
-  // Expects the status of a wait and how long it lasts.
+  // Expects the status of a wait, how long it lasts and that it takes hardly any processor time.
   static void expect_wait(uint32_t limit_ms, int32_t status, milliseconds lasts) {
     const auto start = steady_clock::now();
+    const clock_t processor = clock();
     EXPECT_EQ(wait_interrupt_in_sensor_test(limit_ms), status);
+    EXPECT_LT(clock() - processor, CLOCKS_PER_SEC / 100);
     const auto lasted = steady_clock::now() - start;
     EXPECT_GE(lasted, lasts - 1ms);
     EXPECT_LE(lasted, lasts + 15ms);
