@@ -5,8 +5,8 @@
 #include <cstring>
 #include <limits>
 
+#include "algorithm/bytes.h"
 #include "algorithm/mark_runs.h"
-#include "algorithm/moments.h"
 #include "algorithm/plane.h"
 #include "orva_fp/image.h"
 #include "orva_fp/log.h"
@@ -44,9 +44,10 @@ struct level_range {
   uint8_t span;
   uint8_t present;  // 0xFF, or 0 for no level at all
 
-  // 0xFF for a level in the range, else 0.
-  uint8_t mask(uint8_t level) const {
-    return static_cast<uint8_t>(level - first) <= span ? present : uint8_t{0};
+  // All bits for a level in the range, else none.
+  template <typename V>
+  ORVA_INLINE V mask(V levels) const {
+    return orva::at_least(V{} + span, levels - first) & present;
   }
 };
 
@@ -63,34 +64,37 @@ level_range levels_below(int32_t threshold) {
   return {0, static_cast<uint8_t>(std::min(threshold, 256) - 1), 0xFF};
 }
 
-uint8_t distance(uint8_t a, uint8_t b) {
-  return static_cast<uint8_t>(std::max(a, b) - std::min(a, b));
-}
-
-// Pixels that carry the bit. A block's count fits its bytes.
-int32_t count_marked(const uint8_t *marks, size_t size, uint8_t bit) {
-  constexpr size_t kBlock = 128;
-  int32_t total = 0;
-  for (size_t at = 0; at < size; at += kBlock) {
-    const size_t count = std::min(kBlock, size - at);
-    uint8_t marked = 0;
-    for (size_t i = 0; i < count; ++i) {
-      marked = static_cast<uint8_t>(marked + ((marks[at + i] & bit) != 0 ? 1 : 0));
-    }
-    total += marked;
-  }
-  return total;
-}
-
-// Sets masks[i] to 0xFF where the left neighbour of pixel i in its row is of one of the levels,
+// Sets masks[i] to all bits where the left neighbour of pixel i in its row is of one of the levels,
 // else to 0.
-void mask_right_neighbours(const uint8_t *image, size_t width, size_t size, level_range levels,
+void mask_right_neighbours(const orva::plane<const uint8_t> &image, level_range levels,
                            uint8_t *masks) {
-  for (size_t i = 1; i < size; ++i) masks[i] = levels.mask(image[i - 1]);
-  for (size_t i = 0; i < size; i += width) masks[i] = 0;
+  orva::for_each_overlapping_vector<uint8_t>(
+      image.size() - 1, [=](size_t i, auto lanes) ORVA_INLINE {
+        using V = orva::vector<uint8_t, lanes>;
+        orva::store(masks + i + 1, levels.mask(orva::load<V>(image.data + i)));
+      });
+  for (size_t y = 0; y < image.height; ++y) masks[y * image.width] = 0;
 }
 
-void mark(image_eval_record *record, size_t width, size_t size) {
+// Counts the pixels by their marks; those to be counted low have masks of their own.
+void count_marks(const uint8_t *counted_low, size_t size, image_eval_record *record) {
+  orva::for_each_block<128 * orva::kVectorBytes>(size, [=](size_t offset, size_t count) {
+    orva::lane_count high, low, far;
+    orva::for_each_vector<uint8_t>(count, [&](auto at) ORVA_INLINE {
+      const auto carries = [marks = at(record->mark_map + offset)](uint8_t bit) ORVA_INLINE {
+        return orva::at_least(marks & bit, orva::splat(bit));
+      };
+      high.add(carries(MARK_HIGH));
+      low.add(at(counted_low + offset));
+      far.add(carries(MARK_DEVIATION));
+    });
+    record->high_count += static_cast<int32_t>(high.total());
+    record->low_count += static_cast<int32_t>(low.total());
+    record->deviation_count += static_cast<int32_t>(far.total());
+  });
+}
+
+void mark(const orva::plane<const uint8_t> &image, image_eval_record *record) {
   const uint32_t flags = record->check_flags;
   const auto checked = [flags](uint32_t check, level_range levels) {
     return (flags & check) != 0 ? levels : kNoLevel;
@@ -100,28 +104,26 @@ void mark(image_eval_record *record, size_t width, size_t size) {
   const level_range far = checked(EVAL_CHECK_DEVIATION, levels_above(record->deviation_threshold));
   const uint8_t high_bit = (flags & EVAL_CHECK_HIGH) != 0 ? MARK_HIGH : 0;
   const uint8_t mean = record->mean;
-  const uint8_t *image = record->image;
   uint8_t *marks = record->mark_map;
 
-  // First the pixels right of a low one, then the pixels counted low.
-  uint8_t low_masks[EVAL_MARK_MAP_SIZE];
-  if ((flags & EVAL_SPREAD_LOW) != 0) {
-    mask_right_neighbours(image, width, size, low, low_masks);
-  } else {
-    memset(low_masks, 0, size);
-  }
-  for (size_t i = 0; i < size; ++i) {
-    const uint8_t pixel = image[i];
-    const uint8_t is_above = above.mask(pixel);
-    const uint8_t is_low = low.mask(pixel);
-    const uint8_t is_far = far.mask(distance(pixel, mean));
-    marks[i] = static_cast<uint8_t>((is_above & high_bit) | ((is_low | low_masks[i]) & MARK_LOW) |
-                                    (is_far & MARK_DEVIATION));
-    low_masks[i] = static_cast<uint8_t>(is_low | (low_masks[i] & ~is_above));
-  }
-  record->high_count = count_marked(marks, size, MARK_HIGH);
-  record->low_count = count_marked(low_masks, size, 0xFF);
-  record->deviation_count = count_marked(marks, size, MARK_DEVIATION);
+  uint8_t right_of_low[EVAL_MARK_MAP_SIZE];
+  const bool spreads = (flags & EVAL_SPREAD_LOW) != 0;
+  mask_right_neighbours(image, spreads ? low : kNoLevel, right_of_low);
+
+  uint8_t counted_low[EVAL_MARK_MAP_SIZE];
+  orva::for_each_overlapping_vector<uint8_t>(image.size(), [&](size_t i, auto lanes) ORVA_INLINE {
+    using V = orva::vector<uint8_t, lanes>;
+    const V pixels = orva::load<V>(image.data + i);
+    const V is_right_of_low = orva::load<V>(right_of_low + i);
+    const V is_above = above.mask(pixels);
+    const V is_low = low.mask(pixels);
+    const V is_far = far.mask(orva::absolute_difference(pixels, V{} + mean));
+    orva::store(marks + i, (is_above & high_bit) |
+                               ((is_low | is_right_of_low) & uint8_t{MARK_LOW}) |
+                               (is_far & uint8_t{MARK_DEVIATION}));
+    orva::store(counted_low + i, is_low | (is_right_of_low & ~is_above));
+  });
+  count_marks(counted_low, image.size(), record);
 }
 
 }  // namespace
@@ -147,15 +149,15 @@ int32_t evaluate_image(image_eval_record *record) {
     const uint32_t mean = m.sum / count;
     sum = m.sum;
     record->mean = static_cast<uint8_t>(mean);
-    record->std_dev = std::sqrt(static_cast<double>(m.spread(count, mean)) / count);
+    record->std_dev = std::sqrt(static_cast<double>(m.squared_deviations(count, mean)) / count);
     micro_deviation = static_cast<int32_t>(record->std_dev * 1000000);  // 255 million at most
   }
 
   sys_memclear(record->mark_map, static_cast<uint32_t>(size));
-  mark(record, image.width, size);
+  if (!image.empty()) mark(image, record);
   if (record->check_flags != 0 && record->line_check != 0) {
-    record->max_run =
-        static_cast<int32_t>(orva::longest_mark_run(record->mark_map, image.width, image.height));
+    const orva::plane<const uint8_t> marks(record->mark_map, dims.width, dims.height);
+    record->max_run = static_cast<int32_t>(orva::longest_mark_run(marks));
     record->defect_found = record->max_run >= EVAL_DEFECT_RUN ? 1 : 0;
   }
   output_log(orva::kLogDebug, orva::kLogTag, kLogFile, kLogFunction, 888,

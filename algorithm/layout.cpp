@@ -3,8 +3,9 @@
 #include <cstddef>
 #include <cstring>
 
-#include "algorithm/lane_blocks.h"
+#include "algorithm/block_walk.h"
 #include "algorithm/plane.h"
+#include "algorithm/vectors.h"
 #include "orva_fp/image.h"
 
 namespace {
@@ -12,12 +13,23 @@ namespace {
 // Blocks of constant length need no code for their ends.
 constexpr size_t kBlock = 128;
 
-void exchange_rows(uint8_t *__restrict a, uint8_t *__restrict b, size_t size) {
-  size_t i = 0;
-  for (; i + kBlock <= size; i += kBlock) {
-    for (size_t k = i; k < i + kBlock; ++k) std::swap(a[k], b[k]);
+// The last vectors are loaded before any is stored, so that they may overlap those before them.
+void exchange_rows(uint8_t *a, uint8_t *b, size_t size) {
+  using V = orva::vector<uint8_t>;
+  if (size < sizeof(V)) {
+    std::swap_ranges(a, a + size, b);
+    return;
   }
-  for (; i < size; ++i) std::swap(a[i], b[i]);
+  const V last_a = orva::load<V>(a + size - sizeof(V));
+  const V last_b = orva::load<V>(b + size - sizeof(V));
+  const auto exchange = [=](size_t offset) ORVA_INLINE {
+    const V lanes = orva::load<V>(a + offset);
+    orva::store(a + offset, orva::load<V>(b + offset));
+    orva::store(b + offset, lanes);
+  };
+  if (orva::for_each_whole_vector<uint8_t>(size, exchange) == size) return;
+  orva::store(a + size - sizeof(V), last_b);
+  orva::store(b + size - sizeof(V), last_a);
 }
 
 // Reverses the order of the bytes, a word from each end at a time. The last two words may overlap:
@@ -66,7 +78,7 @@ void transpose(const uint16_t *__restrict src, size_t src_step, uint16_t *__rest
     const size_t length = std::min(dst_rows - first, kStripLength);
     const uint16_t *from = src + first;
     uint16_t *to = dst + first * dst_step;
-    orva::for_lane_blocks<kStripRows>(dst_columns, [&](size_t c, size_t count) {
+    orva::for_each_overlapping_block<kStripRows>(dst_columns, [&](size_t c, size_t count) {
       if (count == kStripRows) {
         transpose_strip(from + c * src_step, src_step, to + c, dst_step, length);
         return;
@@ -111,11 +123,9 @@ void images_flips(uint8_t *frames, int32_t width, int32_t height, uint32_t count
 
 void image_reverse(uint8_t *frame, int32_t width, int32_t height) {
   const size_t size = orva::plane(frame, width, height).size();
-  size_t i = 0;
-  for (; i + kBlock <= size; i += kBlock) {
-    for (size_t k = i; k < i + kBlock; ++k) frame[k] = static_cast<uint8_t>(~frame[k]);
-  }
-  for (; i < size; ++i) frame[i] = static_cast<uint8_t>(~frame[i]);
+  orva::for_each_block<kBlock>(size, [frame](size_t offset, auto count) {
+    for (size_t i = offset; i < offset + count; ++i) frame[i] = static_cast<uint8_t>(~frame[i]);
+  });
 }
 
 void remove_T_dummy(const uint16_t *src, int32_t width, int32_t height, uint16_t *dst) {

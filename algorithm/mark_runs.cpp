@@ -1,63 +1,77 @@
 // Straight runs and 2 x 2 blocks of marked pixels.
 //
-// The marks are laid out with one blank cell after each row, so that no run goes on from one row to
-// the next. A direction is then nothing but a distance between cells, and no run needs to be
-// walked.
+// The marks are laid out as bits, with one blank bit after each row, so that no run goes on from
+// one row to the next. A direction is then nothing but a distance between bits: a shift finds all
+// pairs of marks that lie so far apart, and no run needs to be walked.
 #include "algorithm/mark_runs.h"
 
 #include <algorithm>
 #include <cstring>
 
+#include "algorithm/bytes.h"
 #include "orva_fp/image.h"
 
 namespace {
 
-// A map one pixel wide has as many blank cells as marks.
-constexpr size_t kMaxCells = 2 * EVAL_MARK_MAP_SIZE;
+constexpr size_t kWordBits = 64;
+// A map one pixel wide has as many blank bits as marks.
+constexpr size_t kMaxWords = (2 * EVAL_MARK_MAP_SIZE + kWordBits - 1) / kWordBits;
 
-// Writes where both a cell and the one `distance` further on are set; true when that is anywhere.
-bool pair_cells(const uint8_t *__restrict cells, size_t count, size_t distance,
-                uint8_t *__restrict pairs) {
-  for (size_t i = 0; i < count; ++i) pairs[i] = cells[i] & cells[i + distance];
-  return memchr(pairs, 1, count) != nullptr;
-}
-
-// Cells 1 where a mark is, 0 elsewhere, and room for the starts of runs.
-struct mark_cells {
-  size_t count = 0;
-  uint8_t marks[kMaxCells];
-  uint8_t starts[2][kMaxCells];
+// Bit k is bit k % 64 of word k / 64. All bits after the words in use are 0, and there is one word
+// more than can be in use.
+struct bit_row {
+  size_t count;  // of words in use
+  uint64_t words[kMaxWords + 1];
 };
 
-void lay_out(const uint8_t *map, size_t width, size_t height, mark_cells *cells) {
-  const size_t count = (width + 1) * height;
-  uint8_t *marks = cells->marks;
-  for (size_t row = 0; row < height; ++row) {
-    uint8_t *to = marks + row * (width + 1);
-    memcpy(to, map + row * width, width);
-    to[width] = 0;
+// Sets the bits where both a bit and the one `distance` further on are set; true when that is
+// anywhere.
+bool pair_bits(const bit_row &bits, size_t distance, bit_row &pairs) {
+  const size_t whole = distance / kWordBits;
+  pairs.count = bits.count > whole ? bits.count - whole : 0;
+  const size_t shift = distance % kWordBits;
+  uint64_t any = 0;
+  for (size_t i = 0; i < pairs.count; ++i) {
+    const uint64_t lower = bits.words[i + whole] >> shift;
+    const uint64_t upper = bits.words[i + whole + 1] << 1 << (kWordBits - 1 - shift);
+    pairs.words[i] = bits.words[i] & (lower | upper);
+    any |= pairs.words[i];
   }
-  for (size_t i = 0; i < count; ++i) marks[i] = marks[i] != 0 ? 1 : 0;
-  cells->count = count;
+  pairs.words[pairs.count] = 0;
+  return any != 0;
 }
 
-// Longest run of marks `stride` cells apart, given that there is a mark. A run of n + m marks, m up
-// to n, is a run of n here and another m strides on: the length is doubled while any run is left,
-// then raised by ever smaller powers of two.
-size_t longest_run(mark_cells *cells, size_t stride) {
-  const uint8_t *starts = cells->marks;
-  size_t count = cells->count;
+void lay_out(const orva::plane<const uint8_t> &map, bit_row &marks) {
+  const size_t stride = map.width + 1;
+  const size_t cells = stride * map.height;
+  uint8_t bytes[kMaxWords * kWordBits];
+  marks.count = (cells + kWordBits - 1) / kWordBits;
+  for (size_t y = 0; y < map.height; ++y) {
+    memcpy(bytes + y * stride, map.row(y), map.width);
+    bytes[y * stride + map.width] = 0;
+  }
+  memset(bytes + cells, 0, marks.count * kWordBits - cells);
+  const auto one = orva::splat<uint8_t>(1);
+  orva::for_each_whole_vector<uint8_t>(marks.count * kWordBits, [&](size_t i) ORVA_INLINE {
+    orva::store(bytes + i, orva::minimum(orva::load<orva::vector<uint8_t>>(bytes + i), one));
+  });
+  for (size_t i = 0; i < marks.count; ++i) marks.words[i] = orva::bits_of(bytes + i * kWordBits);
+  marks.words[marks.count] = 0;
+}
+
+// Length of the longest run of marks `stride` bits apart, given that there is a mark. A run of
+// n + m marks, m up to n, is a run of n here and another m strides on: the length is doubled while
+// any run is left, then raised by ever smaller powers of two.
+size_t longest_run(const bit_row &marks, size_t stride) {
+  bit_row buffers[2];
+  const bit_row *starts = &marks;
+  bit_row *longer = &buffers[0];
   size_t length = 1;
-  int next = 0;
   const auto lengthen = [&](size_t by) {
-    const size_t distance = by * stride;
-    if (distance >= count) return false;
-    uint8_t *longer = cells->starts[next];
-    if (!pair_cells(starts, count - distance, distance, longer)) return false;
+    if (!pair_bits(*starts, by * stride, *longer)) return false;
     starts = longer;
-    count -= distance;
+    longer = starts == &buffers[0] ? &buffers[1] : &buffers[0];
     length += by;
-    next ^= 1;
     return true;
   };
   while (lengthen(length)) {
@@ -66,22 +80,22 @@ size_t longest_run(mark_cells *cells, size_t stride) {
   return length;
 }
 
-bool has_marked_square(mark_cells *cells, size_t width, size_t height) {
-  if (width < 2 || height < 2) return false;
-  const size_t stride = width + 1;
-  const size_t count = cells->count - 1;
-  pair_cells(cells->marks, count, 1, cells->starts[0]);
-  return pair_cells(cells->starts[0], count - stride, stride, cells->starts[1]);
+bool has_marked_square(const bit_row &marks, size_t stride) {
+  bit_row pairs, squares;
+  return pair_bits(marks, 1, pairs) && pair_bits(pairs, stride, squares);
 }
 
 }  // namespace
 
-size_t orva::longest_mark_run(const uint8_t *marks, size_t width, size_t height) {
-  if (width == 0 || height == 0) return 0;
-  mark_cells cells;
-  lay_out(marks, width, height, &cells);
-  if (memchr(cells.marks, 1, cells.count) == nullptr) return 0;
+size_t orva::longest_mark_run(const plane<const uint8_t> &marks) {
+  if (marks.empty()) return 0;
+  bit_row bits;
+  lay_out(marks, bits);
+  bit_row same;
+  if (!pair_bits(bits, 0, same)) return 0;
 
+  const size_t width = marks.width;
+  const size_t height = marks.height;
   const size_t diagonal = std::min(width, height);
   const struct {
     size_t stride;
@@ -90,11 +104,9 @@ size_t orva::longest_mark_run(const uint8_t *marks, size_t width, size_t height)
   size_t longest = 1;
   for (const auto &direction : directions) {
     if (direction.limit > longest) {
-      longest = std::max(longest, longest_run(&cells, direction.stride));
+      longest = std::max(longest, longest_run(bits, direction.stride));
     }
   }
-  if (longest < EVAL_DEFECT_RUN && has_marked_square(&cells, width, height)) {
-    longest = EVAL_DEFECT_RUN;
-  }
+  if (longest < EVAL_DEFECT_RUN && has_marked_square(bits, width + 1)) longest = EVAL_DEFECT_RUN;
   return longest;
 }

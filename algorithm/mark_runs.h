@@ -3,7 +3,8 @@
 #define ORVA_ALGORITHM_MARK_RUNS_H
 
 #include <cstddef>
-#include <cstdint>
+
+#include "algorithm/plane.h"
 
 namespace orva {
 
@@ -11,7 +12,7 @@ namespace orva {
 
 // Length of the longest straight run of marked pixels in a row, a column or a diagonal; not below
 // EVAL_DEFECT_RUN when some 2 x 2 block is marked throughout.
-size_t longest_mark_run(const uint8_t *marks, size_t width, size_t height);
+size_t longest_mark_run(const plane<const uint8_t> &marks);
 
 }  // namespace orva
 

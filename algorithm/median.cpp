@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "algorithm/lane_blocks.h"
+#include "algorithm/block_walk.h"
 #include "algorithm/median_of_nine.h"
 #include "algorithm/plane.h"
 #include "orva_fp/image.h"
@@ -30,6 +30,9 @@ void counting_sort(uint8_t *values, int32_t count) {
     values += occurrences[level];
   }
 }
+
+// Pixels whose medians are computed together.
+constexpr size_t kLanes = 32;
 
 // Columns filtered together; what is kept of them stays in the first-level cache.
 constexpr size_t kTile = 512;
@@ -59,7 +62,7 @@ void sort_row(const uint8_t *row, size_t width, size_t start, size_t count, trip
   }
   if (last <= first) return;
   const uint8_t *left = row + start + first - 1;
-  orva::for_lane_blocks(last - first, [&](size_t offset, auto block) {
+  orva::for_each_overlapping_block<kLanes>(last - first, [&](size_t offset, auto block) {
     for (size_t i = offset; i < offset + block; ++i) {
       out.set(first + i, orva::sort_triple(left[i], left[i + 1], left[i + 2]));
     }
@@ -68,7 +71,7 @@ void sort_row(const uint8_t *row, size_t width, size_t start, size_t count, trip
 
 void combine_rows(const triple_row &above, const triple_row &row, const triple_row &below,
                   size_t count, uint8_t *__restrict out) {
-  orva::for_lane_blocks(count, [&](size_t offset, auto block) {
+  orva::for_each_overlapping_block<kLanes>(count, [&](size_t offset, auto block) {
     for (size_t i = offset; i < offset + block; ++i) {
       out[i] = orva::median_of_nine(above[i], row[i], below[i]);
     }

@@ -5,14 +5,9 @@
 #ifndef ORVA_ALGORITHM_MEDIAN_OF_NINE_H
 #define ORVA_ALGORITHM_MEDIAN_OF_NINE_H
 
-#include <cstdint>
+#include "algorithm/bytes.h"
 
 namespace orva {
-
-// By value: through the references of std::min and std::max GCC shares the comparison of a minimum
-// and a maximum of the same two bytes, and no longer sees either of them.
-inline uint8_t minimum(uint8_t a, uint8_t b) { return a < b ? a : b; }
-inline uint8_t maximum(uint8_t a, uint8_t b) { return a > b ? a : b; }
 
 // Three neighbouring pixels, sorted.
 struct triple {

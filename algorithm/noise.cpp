@@ -9,53 +9,59 @@
 #include <cstring>
 #include <span>
 
-#include "algorithm/lane_blocks.h"
+#include "algorithm/block_walk.h"
+#include "algorithm/bytes.h"
 #include "algorithm/median_of_nine.h"
 #include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
 namespace {
 
+using orva::load;
 using orva::maximum;
 using orva::minimum;
+using orva::saturating_subtract;
 
-// max(a - b, 0), in the form that compiles to a saturating subtraction of bytes.
-uint8_t excess(uint8_t a, uint8_t b) { return static_cast<uint8_t>(maximum(a, b) - b); }
-
+template <typename V>
 struct neighbours {
-  uint8_t low;
-  uint8_t high;
+  V low;
+  V high;
 };
 
-neighbours direct_neighbours(const uint8_t *pixel, size_t width) {
-  const uint8_t above = *(pixel - width);
-  const uint8_t below = *(pixel + width);
-  const uint8_t left = *(pixel - 1);
-  const uint8_t right = *(pixel + 1);
+// Of a pixel, or of a vector of adjacent pixels.
+template <typename V>
+ORVA_INLINE inline neighbours<V> direct_neighbours(const uint8_t *pixel, size_t width) {
+  const V above = load<V>(pixel - width);
+  const V below = load<V>(pixel + width);
+  const V left = load<V>(pixel - 1);
+  const V right = load<V>(pixel + 1);
   return {minimum(minimum(above, below), minimum(left, right)),
           maximum(maximum(above, below), maximum(left, right))};
 }
 
 bool is_spike(const uint8_t *pixel, size_t width, int32_t margin) {
-  const neighbours n = direct_neighbours(pixel, width);
+  const auto n = direct_neighbours<uint8_t>(pixel, width);
   return n.low - *pixel > margin || *pixel - n.high > margin;
 }
 
-// Pixels scored together.
+// Pixels scored before the scores are used.
 constexpr size_t kTile = 1024;
 
 // How far the pixel lies outside the range of its neighbours, for margins from 0 on.
 struct outside_score {
-  static uint8_t of(uint8_t pixel, neighbours n) {
-    return maximum(excess(n.low, pixel), excess(pixel, n.high));
+  template <typename V>
+  ORVA_INLINE static V of(V pixel, neighbours<V> n) {
+    return maximum(saturating_subtract(n.low, pixel), saturating_subtract(pixel, n.high));
   }
 };
 
 // How close the pixel lies to an end of that range, or 128 on and outside its ends, for margins
 // below 0. Half the range, and so any distance to the nearer end, is at most 127.
 struct inside_score {
-  static uint8_t of(uint8_t pixel, neighbours n) {
-    return static_cast<uint8_t>(128 - minimum(excess(pixel, n.low), excess(n.high, pixel)));
+  template <typename V>
+  ORVA_INLINE static V of(V pixel, neighbours<V> n) {
+    return uint8_t{128} -
+           minimum(saturating_subtract(pixel, n.low), saturating_subtract(n.high, pixel));
   }
 };
 
@@ -71,18 +77,16 @@ struct spike_test {
   uint8_t least;
 };
 
-// Calls store(i, score) for the pixels of a row from 0 to count - 1; some may come twice.
+// Calls store(i, scores) for vectors of the pixels of a row from 0 to count - 1; some may come
+// twice.
 template <typename Score, typename Store>
-void score_pixels(const uint8_t *pixels, size_t width, size_t count, Store store) {
-  orva::for_lane_blocks(count, [=](size_t offset, auto block) {
-    for (size_t i = offset; i < offset + block; ++i) {
-      store(i, Score::of(pixels[i], direct_neighbours(pixels + i, width)));
-    }
+ORVA_INLINE inline void score_pixels(const uint8_t *pixels, size_t width, size_t count,
+                                     Store store) {
+  orva::for_each_overlapping_vector<uint8_t>(count, [=](size_t i, auto lanes) ORVA_INLINE {
+    using V = orva::vector<uint8_t, lanes>;
+    store(i, Score::of(load<V>(pixels + i), direct_neighbours<V>(pixels + i, width)));
   });
 }
-
-// Up to 255 hits fit the byte in which a block counts.
-constexpr size_t kCountBlock = 128;
 
 struct tally {
   uint8_t least;
@@ -102,22 +106,19 @@ class score_counter {
   void add(size_t count) { used_ += count; }
 
   void flush() {
-    const size_t end = (used_ + kCountBlock - 1) / kCountBlock * kCountBlock;
-    memset(scores_ + used_, 0, end - used_);
     for (const tally &t : tallies_) {
-      for (const uint8_t *block = scores_; block < scores_ + end; block += kCountBlock) {
-        uint8_t hits = 0;
-        for (size_t i = 0; i < kCountBlock; ++i)
-          hits = static_cast<uint8_t>(hits + (block[i] >= t.least));
-        *t.count += hits;
-      }
+      const auto least = orva::splat(t.least);
+      orva::lane_count hits;
+      orva::for_each_vector<uint8_t>(
+          used_, [&](auto at) ORVA_INLINE { hits.add(orva::at_least(at(scores_), least)); });
+      *t.count += hits.total();
     }
     used_ = 0;
   }
 
  private:
-  static constexpr size_t kCapacity = 4 * kTile;
-  static_assert(kCapacity % kCountBlock == 0);
+  static constexpr size_t kCapacity = 3 * kTile;
+  static_assert(kCapacity < 255 * orva::kVectorBytes);
 
   std::span<const tally> tallies_;
   size_t used_ = 0;
@@ -133,8 +134,9 @@ void count_spikes(const orva::plane<const uint8_t> &pixels, std::span<const tall
     for (size_t x = 1; x < width - 1; x += kTile) {
       const size_t count = std::min(kTile, width - 1 - x);
       uint8_t *__restrict scores = counter.next_tile();
-      score_pixels<Score>(pixels.row(y) + x, width, count,
-                          [=](size_t i, uint8_t score) { scores[i] = score; });
+      score_pixels<Score>(pixels.row(y) + x, width, count, [=](size_t i, auto score) ORVA_INLINE {
+        orva::store(scores + i, score);
+      });
       counter.add(count);
     }
   }
@@ -146,23 +148,9 @@ uint8_t neighbourhood_median(const uint8_t *pixel, size_t width) {
   return orva::median_of_nine(row(pixel - width), row(pixel), row(pixel + width));
 }
 
-// The marks, bytes of 0 or 1, are looked through in groups of as many as a word has bits.
+// The marks are looked through in groups of as many as a word has bits.
 constexpr size_t kGroup = 64;
 static_assert(kTile % kGroup == 0);
-
-// The marks of a group as one bit each, the first as the lowest.
-uint64_t mark_bits(const uint8_t *marks) {
-  static_assert(std::endian::native == std::endian::little);
-  uint64_t words[8];
-  memcpy(words, marks, sizeof words);
-  uint64_t any = 0;
-  for (uint64_t word : words) any |= word;
-  if (any == 0) return 0;
-  // The factor moves the lowest bit of byte k to bit 56 + k, and nothing else that high.
-  uint64_t bits = 0;
-  for (size_t k = 0; k < 8; ++k) bits |= ((words[k] * 0x0102040810204080u) >> 56) << (8 * k);
-  return bits;
-}
 
 // Replaces the spikes among count (at most kTile) neighbouring pixels of a row. The row above is
 // final, so of all the tests made in advance a replacement upsets only that of the pixel to its
@@ -171,13 +159,15 @@ template <typename Score>
 uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, int32_t margin,
                         uint8_t least) {
   uint8_t marks[kTile];
-  score_pixels<Score>(pixels, width, count,
-                      [&marks, least](size_t i, uint8_t score) { marks[i] = score >= least; });
+  score_pixels<Score>(pixels, width, count, [&](size_t i, auto score) ORVA_INLINE {
+    const auto threshold = decltype(score){} + least;
+    orva::store(marks + i, orva::at_least(score, threshold) & uint8_t{1});
+  });
   memset(marks + count, 0, (kTile - count) % kGroup);
   uint32_t replaced = 0;
   size_t next = 0;  // the pixels before this one are done
   for (size_t first = 0; first < count; first += kGroup) {
-    for (uint64_t bits = mark_bits(marks + first); bits != 0; bits &= bits - 1) {
+    for (uint64_t bits = orva::bits_of(marks + first); bits != 0; bits &= bits - 1) {
       size_t i = first + static_cast<size_t>(std::countr_zero(bits));
       if (i < next) continue;
       do {

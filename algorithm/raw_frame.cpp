@@ -1,6 +1,8 @@
 // Saturated samples of raw frames, the mean of the image centre, and the offset of an image.
-#include "algorithm/byte_runs.h"
-#include "algorithm/lane_blocks.h"
+#include <algorithm>
+
+#include "algorithm/block_walk.h"
+#include "algorithm/bytes.h"
 #include "algorithm/plane.h"
 #include "orva_fp/image.h"
 #include "orva_fp/log.h"
@@ -30,11 +32,11 @@ uint16_t count_saturated_in_stretch(const uint16_t *samples, size_t size) {
 }
 
 uint32_t count_saturated(const uint16_t *samples, size_t size) {
-  uint32_t count = 0;
-  for (size_t at = 0; at < size; at += kStretch) {
-    count += count_saturated_in_stretch(samples + at, std::min(kStretch, size - at));
-  }
-  return count;
+  uint32_t saturated = 0;
+  orva::for_each_block<kStretch>(size, [&](size_t offset, size_t count) {
+    saturated += count_saturated_in_stretch(samples + offset, count);
+  });
+  return saturated;
 }
 
 // Of all columns but the first and the last. The extremes stay in lanes
@@ -54,7 +56,7 @@ sample_summary summarise(const orva::plane<const uint16_t> &frame) {
     const uint16_t *band = frame.row(first);
     for (size_t r = 0; r < rows; ++r) {
       const uint16_t *row = band + r * width;
-      orva::for_lane_blocks<kLanes>(width - 2, [&](size_t offset, auto count) {
+      orva::for_each_overlapping_block<kLanes>(width - 2, [&](size_t offset, auto count) {
         for (size_t lane = 0; lane < count; ++lane) {
           const uint16_t sample = row[1 + offset + lane];
           max[lane] = std::max(uint16_t{max[lane]}, sample);
@@ -100,9 +102,7 @@ int32_t image_center_mean(const uint8_t *image, int32_t width, int32_t height, i
   const orva::plane pixels(image, width, height);
   if (pixels.empty()) return -1;  // nor does a square fit when there are too many pixels
   const auto square = pixels.centre(size, size).joined();
-  uint32_t sum = 0;
-  for (size_t y = 0; y < square.height; ++y) sum += orva::sum_bytes(square.row(y), square.width);
-  return static_cast<int32_t>(sum) / (size * size);
+  return static_cast<int32_t>(orva::sum(square)) / (size * size);
 }
 
 int32_t offset_min(uint8_t *image, const uint8_t *mask, int32_t width, int32_t height) {

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "algorithm/byte_runs.h"
+#include "algorithm/bytes.h"
 #include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
@@ -58,14 +58,6 @@ template <typename Qualifies>
 bool has_water(size_t lines, Qualifies qualifies) {
   const size_t first = find_streak(0, lines, kWaterStreak, qualifies);
   return first != lines && find_end(first + kWaterStreak, lines, qualifies) != lines;
-}
-
-uint64_t sum_row(const uint8_t *row, size_t width) {
-  uint64_t total = 0;
-  for (; width >= orva::kSumBlock; width -= orva::kSumBlock, row += orva::kSumBlock) {
-    total += orva::sum_block(row, orva::kSumBlock);
-  }
-  return total + orva::sum_block(row, width);
 }
 
 // The sums of adjacent columns, taken row by row for a block of columns around the one asked for.
@@ -131,7 +123,7 @@ int32_t is_water(const uint8_t *image, int32_t width, int32_t height) {
   // Column 0 counts in a row's mean but is not searched.
   const auto row_qualifies = [=](size_t row) {
     const uint8_t *line = image + row * columns;
-    return has_dark_stretch(line, 1, 1, columns, sum_row(line, columns) / columns);
+    return has_dark_stretch(line, 1, 1, columns, orva::sum(line, columns) / columns);
   };
   if (has_water(rows, row_qualifies)) return 1;
 

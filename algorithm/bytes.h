@@ -1,0 +1,236 @@
+// Arithmetic on single samples and on vectors of them, and sums and extremes of many bytes.
+#ifndef ORVA_ALGORITHM_BYTES_H
+#define ORVA_ALGORITHM_BYTES_H
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#include "algorithm/block_walk.h"
+#include "algorithm/plane.h"
+#include "algorithm/vectors.h"
+
+namespace orva {
+
+// V is a sample or a vector. By value: through the references of std::min and std::max GCC shares
+// the comparison of a minimum and a maximum of the same two bytes, and no longer sees either.
+template <typename V>
+ORVA_INLINE inline V minimum(V a, V b) {
+  return a < b ? a : b;
+}
+template <typename V>
+ORVA_INLINE inline V maximum(V a, V b) {
+  return a > b ? a : b;
+}
+
+// All bits where a >= b, else none.
+template <typename V>
+ORVA_INLINE inline V at_least(V a, V b) {
+  return reinterpret_cast<V>(a >= b);
+}
+
+// max(a - b, 0).
+template <typename V>
+ORVA_INLINE inline V saturating_subtract(V a, V b) {
+  return static_cast<V>(maximum(a, b) - b);
+}
+template <typename V>
+ORVA_INLINE inline V absolute_difference(V a, V b) {
+  return static_cast<V>(maximum(a, b) - minimum(a, b));
+}
+
+// Sums vectors of unsigned lanes without widening them. Two neighbouring lanes are taken as one
+// number of twice the width. These numbers are summed modulo that width, and so are their upper
+// halves alone; what the first sum has more than the second are the lower halves.
+template <typename Half, typename Whole>
+class pair_sum {
+ public:
+  // As many vectors as never overflow.
+  static constexpr size_t kMostVectors = 256;
+
+  ORVA_INLINE void add(vector<Half> v) {
+    const auto pairs = load<vector<Whole>>(&v);
+    pairs_ += pairs;
+    upper_ += pairs >> kHalfBits;
+  }
+  ORVA_INLINE vector<Whole> lower() const { return pairs_ - (upper_ << kHalfBits); }
+  ORVA_INLINE vector<Whole> upper() const { return upper_; }
+
+ private:
+  static constexpr int kHalfBits = 8 * sizeof(Half);
+
+  vector<Whole> pairs_ = {};
+  vector<Whole> upper_ = {};
+};
+
+// The sum of up to kMostVectors vectors of bytes.
+class byte_sum : public pair_sum<uint8_t, uint16_t> {
+ public:
+  ORVA_INLINE uint32_t total() const {
+    pair_sum<uint16_t, uint32_t> sums;
+    sums.add(lower());
+    sums.add(upper());
+    return sum_of_lanes(sums.lower() + sums.upper());
+  }
+};
+
+// The sum of the squares of half as many.
+class square_sum {
+ public:
+  ORVA_INLINE void add(vector<uint8_t> v) {
+    const auto pairs = load<vector<uint16_t>>(&v);
+    const auto lower = pairs & uint16_t{0xFF};
+    const auto upper = pairs >> 8;
+    sums_.add(lower * lower);
+    sums_.add(upper * upper);
+  }
+  ORVA_INLINE uint32_t total() const { return sum_of_lanes(sums_.lower() + sums_.upper()); }
+
+ private:
+  pair_sum<uint16_t, uint32_t> sums_;
+};
+
+// The number of lanes in up to 255 masks, of no or all bits, that have all bits.
+class lane_count {
+ public:
+  ORVA_INLINE void add(vector<uint8_t> mask) { count_ -= mask; }
+  ORVA_INLINE uint32_t total() const {
+    byte_sum sum;
+    sum.add(count_);
+    return sum.total();
+  }
+
+ private:
+  vector<uint8_t> count_ = {};
+};
+
+// 64 bytes of 0 or 1 as one bit each, the first byte as the lowest.
+inline uint64_t bits_of(const uint8_t *bytes) {
+  static_assert(std::endian::native == std::endian::little);
+  uint64_t words[8];
+  memcpy(words, bytes, sizeof words);
+  uint64_t any = 0;
+  for (const uint64_t word : words) any |= word;
+  if (any == 0) return 0;
+  uint64_t bits = 0;
+  // The factor moves the lowest bit of byte j to bit 56 + j, and nothing else that high.
+  for (size_t k = 0; k < 8; ++k) bits |= words[k] * 0x0102040810204080u >> 56 << 8 * k;
+  return bits;
+}
+
+// Bytes of which a run of vectors is summed at once.
+inline constexpr size_t kSumBlock = (byte_sum::kMostVectors - 1) * kVectorBytes;
+
+// The sum of any number of bytes.
+class running_sum {
+ public:
+  ORVA_INLINE void add(const uint8_t *bytes, size_t size) {
+    for_each_block<kSumBlock>(size, [&](size_t offset, size_t count) ORVA_INLINE {
+      const size_t vectors = count / kVectorBytes + 1;
+      if (vectors > room_) flush();
+      room_ -= vectors;
+      for_each_vector<uint8_t, 16>(count,
+                                   [&](auto at) ORVA_INLINE { recent_.add(at(bytes + offset)); });
+    });
+  }
+  ORVA_INLINE uint64_t total() const { return earlier_ + recent_.total(); }
+
+ private:
+  ORVA_INLINE void flush() {
+    earlier_ += recent_.total();
+    recent_ = {};
+    room_ = byte_sum::kMostVectors;
+  }
+
+  byte_sum recent_;
+  size_t room_ = byte_sum::kMostVectors;
+  uint64_t earlier_ = 0;
+};
+
+inline uint64_t sum(const plane<const uint8_t> &area) {
+  running_sum sum;
+  for (size_t y = 0; y < area.height; ++y) sum.add(area.row(y), area.width);
+  return sum.total();
+}
+
+inline uint64_t sum(const uint8_t *bytes, size_t size) {
+  running_sum sum;
+  sum.add(bytes, size);
+  return sum.total();
+}
+
+// The sum of (a - b)^2.
+inline uint64_t sum_of_squared_differences(const uint8_t *a, const uint8_t *b, size_t size) {
+  uint64_t total = 0;
+  for_each_block<kSumBlock>(size, [&](size_t offset, size_t count) {
+    square_sum block;
+    for_each_vector<uint8_t>(count, [&](auto at) ORVA_INLINE {
+      block.add(absolute_difference(at(a + offset), at(b + offset)));
+    });
+    total += block.total();
+  });
+  return total;
+}
+
+// Sum and sum of squares of bytes, both modulo 2^32.
+struct moments {
+  uint32_t sum;
+  uint32_t sum_of_squares;
+
+  // The sum of (byte - mean)^2 over count bytes, multiplied out: the same number modulo 2^32
+  // without a second pass.
+  uint32_t squared_deviations(uint32_t count, uint32_t mean) const {
+    return sum_of_squares - 2 * mean * sum + count * mean * mean;
+  }
+};
+
+inline moments moments_of(const uint8_t *bytes, size_t size) {
+  moments m = {0, 0};
+  for_each_block<kSumBlock>(size, [&](size_t offset, size_t count) {
+    byte_sum block;
+    square_sum squares;
+    for_each_vector<uint8_t>(count, [&](auto at) ORVA_INLINE {
+      const vector<uint8_t> v = at(bytes + offset);
+      block.add(v);
+      squares.add(v);
+    });
+    m.sum += block.total();
+    m.sum_of_squares += squares.total();
+  });
+  return m;
+}
+
+ORVA_INLINE inline uint8_t smallest_lane(vector<uint8_t> v) {
+  uint8_t least = 255;
+  for (const uint8_t lane : lane_array<uint8_t>(v)) least = minimum(least, lane);
+  return least;
+}
+
+// The smallest of the bytes that go into it, 255 for none.
+class byte_minimum {
+ public:
+  ORVA_INLINE void add(const uint8_t *bytes, size_t size) {
+    for_each_overlapping_block<4 * kVectorBytes>(size, [&](size_t offset, auto count) ORVA_INLINE {
+      const uint8_t *block = bytes + offset;
+      if (count < kVectorBytes) {
+        for (size_t i = 0; i < count; ++i) single_ = minimum(single_, block[i]);
+        return;
+      }
+      // Only the minimum of the block waits for the one before it.
+      auto least = load<vector<uint8_t>>(block);
+      for (size_t i = kVectorBytes; i < count; i += kVectorBytes) {
+        least = minimum(least, load<vector<uint8_t>>(block + i));
+      }
+      lanes_ = minimum(lanes_, least);
+    });
+  }
+  ORVA_INLINE uint8_t value() const { return minimum(single_, smallest_lane(lanes_)); }
+
+ private:
+  vector<uint8_t> lanes_ = splat<uint8_t>(255);
+  uint8_t single_ = 255;
+};
+
+}  // namespace orva
+
+#endif

@@ -1,0 +1,137 @@
+// Vectors of samples in the portable extension of GCC and Clang: operators work on all lanes at
+// once, and a comparison gives lanes of 0 or -1.
+#ifndef ORVA_ALGORITHM_VECTORS_H
+#define ORVA_ALGORITHM_VECTORS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "algorithm/block_walk.h"
+
+namespace orva {
+
+// The registers that the processor is known to have.
+#ifdef __AVX2__
+inline constexpr size_t kVectorBytes = 32;
+#else
+inline constexpr size_t kVectorBytes = 16;
+#endif
+template <typename T>
+inline constexpr size_t kLanes = kVectorBytes / sizeof(T);
+
+template <typename T, size_t Lanes>
+struct vector_type {
+  typedef T type __attribute__((vector_size(Lanes * sizeof(T))));
+};
+template <typename T, size_t Lanes = kLanes<T>>
+using vector = typename vector_type<T, Lanes>::type;
+
+template <typename V>
+ORVA_INLINE inline V load(const void *from) {
+  V v;
+  memcpy(&v, from, sizeof v);
+  return v;
+}
+
+template <typename V>
+ORVA_INLINE inline void store(void *to, V v) {
+  memcpy(to, &v, sizeof v);
+}
+
+template <typename T>
+ORVA_INLINE inline vector<T> splat(T value) {
+  return vector<T>{} + value;
+}
+
+// The lanes of a vector in memory, to go through one by one.
+template <typename T>
+struct lane_array {
+  explicit lane_array(vector<T> v) { store(samples, v); }
+  const T *begin() const { return samples; }
+  const T *end() const { return samples + kLanes<T>; }
+
+  T samples[kLanes<T>];
+};
+
+ORVA_INLINE inline uint32_t sum_of_lanes(vector<uint32_t> v) {
+  uint32_t sum = 0;
+  for (const uint32_t lane : lane_array<uint32_t>(v)) sum += lane;
+  return sum;
+}
+
+// A vector of lanes without a bit, and one of lanes with all bits.
+template <typename T>
+struct none_then_all {
+  T lanes[2 * kLanes<T>] = {};
+  constexpr none_then_all() {
+    for (size_t i = kLanes<T>; i < 2 * kLanes<T>; ++i) lanes[i] = static_cast<T>(-1);
+  }
+};
+template <typename T>
+inline constexpr none_then_all<T> kNoneThenAll;
+
+// Calls work(offset) for adjacent vectors as long as groups of them fit between offset and size;
+// returns the offset after them.
+template <typename T, size_t Group, typename Work>
+ORVA_INLINE inline size_t for_each_group(size_t offset, size_t size, Work work) {
+  constexpr size_t kGroup = Group * kLanes<T>;
+  const size_t end = offset + (size - offset) / kGroup * kGroup;
+  for (; offset != end; offset += kGroup) {
+    for (size_t k = 0; k < kGroup; k += kLanes<T>) work(offset + k);
+  }
+  return offset;
+}
+
+// Calls work(offset) for all whole vectors between 0 and size: the loop takes as many per turn as
+// Group says, then four, then one. Returns the offset after them.
+template <typename T, size_t Group = 8, typename Work>
+ORVA_INLINE inline size_t for_each_whole_vector(size_t size, Work work) {
+  size_t offset = for_each_group<T, Group>(0, size, work);
+  if constexpr (Group > 4) offset = for_each_group<T, 4>(offset, size, work);
+  return for_each_group<T, 1>(offset, size, work);
+}
+
+// Calls work(at) for adjacent vectors that cover 0 to size - 1: at(array) is the vector of the
+// array's samples in that place, at(array, fill) too. The lanes of the last vector that lie outside
+// are the fill, or 0.
+template <typename T, size_t Group = 8, typename Work>
+ORVA_INLINE inline void for_each_vector(size_t size, Work work) {
+  const size_t offset = for_each_whole_vector<T, Group>(size, [&](size_t place) ORVA_INLINE {
+    work([place](const T *array, T = 0) ORVA_INLINE { return load<vector<T>>(array + place); });
+  });
+  const size_t rest = size - offset;
+  if (rest == 0) return;
+  if (size > kLanes<T>) {
+    // The last whole vector, without the lanes that have been seen.
+    const auto unseen = load<vector<T>>(kNoneThenAll<T>.lanes + rest);
+    work([=](const T *array, T fill = 0) ORVA_INLINE {
+      return (load<vector<T>>(array + size - kLanes<T>) & unseen) | (splat(fill) & ~unseen);
+    });
+  } else {
+    work([size](const T *array, T fill = 0) {
+      T lanes[kLanes<T>];
+      for (size_t i = 0; i < kLanes<T>; ++i) lanes[i] = i < size ? array[i] : fill;
+      return load<vector<T>>(lanes);
+    });
+  }
+}
+
+// Calls work(offset, lanes), lanes an integral_constant, for vectors of that many lanes that cover
+// 0 to size - 1. The last one ends at size and may overlap the one before it, so the work must bear
+// being done twice. A size that is too short for a vector is walked lane by lane.
+template <typename T, typename Work>
+ORVA_INLINE inline void for_each_overlapping_vector(size_t size, Work work) {
+  const auto whole = [&](size_t offset)
+                         ORVA_INLINE { work(offset, std::integral_constant<size_t, kLanes<T>>()); };
+  if (size < kLanes<T>) {
+    for (size_t i = 0; i < size; ++i) work(i, std::integral_constant<size_t, 1>());
+  } else if (for_each_whole_vector<T, 4>(size, whole) != size) {
+    whole(size - kLanes<T>);
+  }
+}
+
+}  // namespace orva
+
+#endif
