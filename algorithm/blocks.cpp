@@ -191,7 +191,7 @@ void vCalculateBlockDRCS1(const uint8_t *image, uint32_t *block_count, uint8_t *
                           const uint8_t *mask, uint8_t slice_window_size) {
   const auto [first, width, height, stride] = image_in_force(image);
   const source all = {image, mask, width};
-  if (*block_count == 4) {
+  if (*block_count == BLOCK_COUNT_QUADRANTS) {
     const size_t half_width = width / 2;
     const size_t half_height = height / 2;
     const size_t right_width = width - half_width;

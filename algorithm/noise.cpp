@@ -223,7 +223,8 @@ int32_t fr_has_noise(const uint8_t *image, int32_t width, int32_t height,
   }
   param->strong_spike_count = strong_spikes;
   param->delta_spike_count = delta_spikes;
-  const uint32_t strong_limit = 3 * (static_cast<uint32_t>(std::max(width, 0)) / 48);
+  const uint32_t strong_limit =
+      NOISE_STRONG_LIMIT * (static_cast<uint32_t>(std::max(width, 0)) / NOISE_STRONG_COLUMNS);
   int32_t result = 0;
   if (strong_spikes > strong_limit) result |= NOISE_CHECK_STRONG;
   if (delta_spikes > NOISE_DELTA_LIMIT) result |= NOISE_CHECK_DELTA;

@@ -10,9 +10,6 @@
 
 namespace {
 
-constexpr uint16_t kWhiteNoiseLevel = 65535;
-constexpr uint32_t kWhiteNoiseMinCount = 100;
-
 struct sample_summary {
   uint32_t saturated = 0;
   uint16_t max = 0;
@@ -26,7 +23,7 @@ constexpr size_t kStretch = 4096;
 uint16_t count_saturated_in_stretch(const uint16_t *samples, size_t size) {
   int16_t count = 0;
   for (size_t i = 0; i < size; ++i) {
-    count = static_cast<int16_t>(count + (samples[i] == kWhiteNoiseLevel));
+    count = static_cast<int16_t>(count + (samples[i] == WHITE_NOISE_LEVEL));
   }
   return static_cast<uint16_t>(count);
 }
@@ -63,8 +60,8 @@ sample_summary summarise(const orva::plane<const uint16_t> &frame) {
           min[lane] = std::min(uint16_t{min[lane]}, sample);
         }
       });
-      summary.saturated -= row[0] == kWhiteNoiseLevel;
-      summary.saturated -= row[width - 1] == kWhiteNoiseLevel;
+      summary.saturated -= row[0] == WHITE_NOISE_LEVEL;
+      summary.saturated -= row[width - 1] == WHITE_NOISE_LEVEL;
     }
     summary.saturated += count_saturated(band, rows * width);
   }
@@ -90,7 +87,7 @@ int32_t is_mq4xx_white_noise(const uint16_t *frame, uint32_t width, uint32_t hei
   output_log(orva::kLogDebug, orva::kLogTag, "orva_image_algorithm", "is_mq4xx_white_noise", 1561,
              "DBG_NOIDSE k=%d, max=%d, min=%d", static_cast<int>(summary.saturated), summary.max,
              summary.min);
-  if (summary.saturated < kWhiteNoiseMinCount) return 0;
+  if (summary.saturated < WHITE_NOISE_MIN_COUNT) return 0;
   output_log(orva::kLogDebug, orva::kLogTag, "orva_image_algorithm", "is_mq4xx_white_noise", 1564,
              "white_noise %d", static_cast<int>(summary.saturated));
   return 1;

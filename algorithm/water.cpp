@@ -8,9 +8,9 @@
 
 namespace {
 
-constexpr uint64_t kMargin = 5;
-constexpr size_t kDarkStretch = 32;  // a pixel below the threshold and 31 more not above it
-constexpr size_t kWaterStreak = 21;
+// A pixel below the threshold and more than WATER_RUN_LIMIT not above it.
+constexpr size_t kDarkStretch = WATER_RUN_LIMIT + 2;
+constexpr size_t kWaterStreak = WATER_STREAK_LIMIT + 1;
 
 // The first place of the first `length` adjacent places within [first, end) that all hold, or end
 // when there are none. A window is looked at from its far end: a place that does not hold rules out
@@ -38,8 +38,8 @@ size_t find_end(size_t place, size_t end, Holds holds) {
 // True when the line of the given mean, its pixels `step` bytes apart, has a dark stretch within
 // [first, end) that is closed there by a pixel above the threshold.
 bool has_dark_stretch(const uint8_t *line, size_t step, size_t first, size_t end, uint64_t mean) {
-  if (mean < kMargin) return false;
-  const uint64_t threshold = mean - kMargin;
+  if (mean < WATER_MARGIN) return false;
+  const uint64_t threshold = mean - WATER_MARGIN;
   const auto dark = [=](size_t i) { return line[i * step] <= threshold; };
   for (;;) {
     first = find_streak(first, end, kDarkStretch, dark);

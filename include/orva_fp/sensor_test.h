@@ -145,7 +145,7 @@ typedef int32_t (*sensor_test_request_fn)(void *context, uint32_t command,
  *
  * @note Implementation-defined, the first three with an error line in the log:
  *       - A file whose path is longer than 255 bytes is left alone: it is neither deleted nor
- *         saved, and its save fails with ENAMETOOLONG. The run goes on.
+ *         saved, its save fails with ENAMETOOLONG, and "Save bin=" names no path. The run goes on.
  *       - A data_len above SENSOR_TEST_DATA_SIZE saves the SENSOR_TEST_DATA_SIZE bytes that exist.
  *       - A result log holds at most 1023 bytes: the date line and 992 bytes of result_text. What
  *         is more is cut off, never within a UTF-8 character. A result_text without a NUL ends with
@@ -197,7 +197,8 @@ ORVA_FP_API int32_t wait_interrupt_in_sensor_test(uint32_t timeout_ms);
  * @param[in]     src2      text after it
  * @return 1, or 0 with dest unchanged
  * @note Implementation-defined: the result is 0 when the path and its NUL do not fit dest_len
- *       bytes, when src1 or src2 is null, and when either overlaps dest. */
+ *       bytes, when src1 or src2 is null, and when either overlaps the bytes of dest that the path
+ *       would take. */
 ORVA_FP_API int32_t confirm_save_path(char *dest, int32_t dest_len, const char *src1,
                                       const char *src2);
 
