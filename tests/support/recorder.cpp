@@ -7,6 +7,7 @@
 #include <list>
 #include <map>
 #include <sstream>
+#include <utility>
 
 #include <orva_fp/device.h>
 #include <orva_fp/log.h>
@@ -20,7 +21,7 @@ namespace {
 
 struct {
   std::string entries;
-  std::string folder;
+  short_forms forms;
   bool detailed = false;
   bool running = false;
   std::list<std::string> polls;  // answers still to be given
@@ -34,12 +35,9 @@ std::string format_text(const char *format, va_list args) {
 }
 
 void note_command(const simulator::command &c) {
-  std::string entry = simulator::opcode_name(c.opcode()) + " " + std::to_string(c.len());
+  std::string entry = text("%s %u", simulator::opcode_name(c.opcode()).c_str(), c.len());
   if (journal.detailed) {
-    char fields[64];
-    snprintf(fields, sizeof fields, " %u %u.%u.%u", c.speed_hz(), c.param()[0], c.param()[1],
-        c.param()[2]);
-    entry += fields;
+    entry += text(" %u %u.%u.%u", c.speed_hz(), c.param()[0], c.param()[1], c.param()[2]);
     if (c.tx_buf() != 0) entry += " buffers";
   }
   note(entry + (c.error != 0 ? "!" : ""));
@@ -71,7 +69,7 @@ std::optional<int> note_call(const std::string &what) {
 int answer_poll(pollfd *entry, nfds_t count, int limit_ms) {
   const std::string how = next(journal.polls, std::string("none"));
   const bool right = count == 1 && entry->fd == g_fp_device_handle && entry->events == POLLIN;
-  note("poll " + std::to_string(limit_ms) + " " + how + (right ? "" : " of something else"));
+  note(text("poll %d %s", limit_ms, how.c_str()) + (right ? "" : " of something else"));
   static const std::map<std::string, short> events = {
       {"in", POLLIN}, {"both", POLLIN | POLLERR}, {"error", POLLERR | POLLHUP}};
   entry->revents = events.contains(how) ? events.at(how) : 0;
@@ -83,13 +81,21 @@ int answer_poll(pollfd *entry, nfds_t count, int limit_ms) {
 
 }  // namespace
 
+std::string text(const char *format, ...) {
+  va_list args;
+  va_start(args, format);
+  const std::string text = format_text(format, args);
+  va_end(args);
+  return text;
+}
+
 std::string lines(std::string entries) {
   for (size_t at; (at = entries.find(" | ")) != std::string::npos;) entries.replace(at, 3, "\n");
   return entries.empty() ? "" : entries + "\n";
 }
 
-void start_journal(const std::string &expected, bool detailed, const std::string &folder) {
-  journal = {.folder = folder, .detailed = detailed, .running = true};
+void start_journal(const std::string &expected, bool detailed, short_forms forms) {
+  journal = {.forms = std::move(forms), .detailed = detailed, .running = true};
   simulator::sensor_config sensor;
   std::map<uint8_t, uint32_t> commands;
   std::istringstream entries(expected);
@@ -117,11 +123,12 @@ std::string take_journal() { return std::exchange(journal.entries, ""); }
 
 void note(const std::string &entry) {
   if (!journal.running) return;
-  journal.entries += entry + "\n";
-  const size_t at = journal.entries.find(journal.folder);
-  if (!journal.folder.empty() && at != std::string::npos) {
-    journal.entries.replace(at, journal.folder.size(), "DIR");
+  std::string shown = entry;
+  for (const auto &[word, form] : journal.forms) {
+    for (size_t at; (at = shown.find(word)) != std::string::npos;)
+      shown.replace(at, word.size(), form);
   }
+  journal.entries += shown + "\n";
 }
 
 void stop_journal() {

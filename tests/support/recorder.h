@@ -4,6 +4,8 @@
 #define ORVA_TESTS_RECORDER_H
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace support {
 
@@ -17,12 +19,16 @@ namespace support {
 // "a | b" in a test's tables stands for two entries.
 std::string lines(std::string entries);
 
+// As snprintf.
+std::string text(const char *format, ...);
+
 // Starts a journal on a fresh sensor. What the expected entries say happens: "!" makes a call fail,
 // and the last word of a poll ("in", "none", "error", "both", "fails") is its answer. Polls and
 // pauses take no time, but the clock goes on: by all of a pause or of a poll that nothing comes in,
-// by 2 ms when a signal cuts a pause short, by 4 ms when a poll fails. Occurrences of folder show
-// as "DIR".
-void start_journal(const std::string &expected, bool detailed, const std::string &folder = "");
+// by 2 ms when a signal cuts a pause short, by 4 ms when a poll fails. The first half of a short
+// form shows as its second.
+using short_forms = std::vector<std::pair<std::string, std::string>>;
+void start_journal(const std::string &expected, bool detailed, short_forms forms = {});
 
 // The entries since the latest call.
 std::string take_journal();
