@@ -53,9 +53,11 @@ class guarded_buffer {
 
   // True while nothing has been written beside the buffer.
   bool red_zone_intact() const {
-    const auto intact = [](unsigned char byte) { return byte == kRedZone; };
-    return std::ranges::all_of(inner_.first(start_), intact) &&
-           std::ranges::all_of(inner_.subspan(start_ + count_ * sizeof(T)), intact);
+    const auto intact = [](std::span<const unsigned char> zone) {
+      return zone.empty() ||
+             (zone[0] == kRedZone && memcmp(&zone[0], &zone[0] + 1, zone.size() - 1) == 0);
+    };
+    return intact(inner_.first(start_)) && intact(inner_.subspan(start_ + count_ * sizeof(T)));
   }
 
  private:

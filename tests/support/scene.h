@@ -131,9 +131,9 @@ class scene {
     int buffer = 0;
     for (auto a = buffers_.begin(), b = other.buffers_.begin(); a != buffers_.end(); ++a, ++b) {
       const auto mine = a->span(), theirs = b->span();
-      const auto [found, expected] = std::ranges::mismatch(mine, theirs);
       ++buffer;
-      if (found != mine.end()) {
+      if (!mine.empty() && memcmp(mine.data(), theirs.data(), mine.size()) != 0) {
+        const auto [found, expected] = std::ranges::mismatch(mine, theirs);
         out << "byte " << found - mine.begin() << " of buffer " << buffer << " is "
             << static_cast<int>(*found) << ", not " << static_cast<int>(*expected) << "; ";
       }
