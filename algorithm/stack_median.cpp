@@ -1,46 +1,118 @@
-// Median estimate over a stack of rows. Everything stays in unsigned bytes, so that each position
-// takes one byte lane of a vector register.
+// Median estimate over a stack of rows, a vector of positions at a time. No branch depends on a
+// sample.
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
+#include "algorithm/bytes.h"
+#include "algorithm/vectors.h"
 #include "orva_fp/image.h"
 
 namespace {
 
-// Truncated; the widened sum is what compilers turn into a halving add.
-uint8_t average(uint8_t a, uint8_t b) { return static_cast<uint8_t>((a + b) >> 1); }
+constexpr size_t kLanes = orva::kLanes<uint8_t>;
+using bytes = orva::vector<uint8_t>;
+using orva::maximum;
+using orva::minimum;
+
+// Truncated. 64-bit ARM has an instruction for the widened form; elsewhere it is cheaper to stay
+// within the bytes: what the two have in common, and half of the rest.
+ORVA_INLINE inline bytes average(bytes a, bytes b) {
+#ifdef __aarch64__
+  using wide = orva::vector<uint16_t, kLanes>;
+  return __builtin_convertvector(
+      (__builtin_convertvector(a, wide) + __builtin_convertvector(b, wide)) >> 1, bytes);
+#else
+  return (a & b) + ((a ^ b) >> 1);
+#endif
+}
 
 // The samples are paired from both ends inwards, which leaves the middle one of an odd number.
 template <size_t N>
-uint8_t estimate(const uint8_t (&s)[N]) {
-  uint8_t low = 0;
-  uint8_t high = 255;
-  for (size_t k = 0; k < N / 2; ++k) {
-    low = std::max(low, std::min(s[k], s[N - 1 - k]));
-    high = std::min(high, std::max(s[k], s[N - 1 - k]));
+ORVA_INLINE inline bytes estimate(const bytes (&s)[N]) {
+  const bytes outer_low = minimum(s[0], s[N - 1]);
+  const bytes outer_high = maximum(s[0], s[N - 1]);
+  bytes low = outer_low;
+  bytes high = outer_high;
+  for (size_t k = 1; k < N / 2; ++k) {
+    low = maximum(low, minimum(s[k], s[N - 1 - k]));
+    high = minimum(high, maximum(s[k], s[N - 1 - k]));
   }
   if constexpr (N % 2 == 0) return average(low, high);
 
-  const uint8_t middle = s[N / 2];
-  const uint8_t centre = std::min(high, std::max(low, middle));
+  const bytes middle = s[N / 2];
+  const bytes raised = maximum(low, middle);
+  const bytes centre = minimum(raised, high);
   if constexpr (N == 7) return centre;
 
-  const uint8_t lower = std::max(std::min(low, middle), std::min(s[0], s[N - 1]));
-  const uint8_t upper = std::min(std::max({low, middle, high}), std::max(s[0], s[N - 1]));
+  const bytes lower = maximum(minimum(low, middle), outer_low);
+  const bytes upper = minimum(maximum(raised, high), outer_high);
   // centre - lower > upper - centre without leaving the bytes: the left side of
   // 2 * centre > lower + upper is even, so that truncating the half of the right side is harmless.
-  const uint8_t closer = centre > average(lower, upper) ? upper : lower;
+  const bytes closer = centre > average(lower, upper) ? upper : lower;
   return average(closer, centre);
 }
 
-// dst may overlap the rows, and a position must see the results of those before it. So there is
-// no promise to the compiler about overlap: it tests for it and keeps the order where it matters.
+// dst is row 0 of the stack.
+template <size_t N>
+struct row_stack {
+  uint8_t *dst;
+  const uint8_t *src;
+  size_t length;
+
+  // The last vector overlaps the one before: it begins with first samples from before that.
+  void combine_vectors() const {
+    constexpr size_t kGroup = 8 * kLanes;
+    const bytes last = orva::load<bytes>(dst + length - kLanes);
+    size_t at = 0;
+    for (; at + kGroup <= length; at += kGroup) {
+      for (size_t k = 0; k < kGroup; k += kLanes) combine_vector(at + k);
+    }
+    for (; at + kLanes <= length; at += kLanes) combine_vector(at);
+    if (at != length) combine_vector(length - kLanes, last);
+  }
+
+  ORVA_INLINE void combine_vector(size_t at) const {
+    combine_vector(at, orva::load<bytes>(dst + at));
+  }
+  ORVA_INLINE void combine_vector(size_t at, bytes first) const {
+    bytes samples[N];
+    samples[0] = first;
+    for (size_t k = 1; k < N; ++k) samples[k] = orva::load<bytes>(src + k * length + at);
+    orva::store(dst + at, estimate(samples));
+  }
+
+  // By way of copies: fewer positions than a vector holds, in a row or in a step.
+  void combine_copies(size_t step) const {
+    for (size_t at = 0; at < length; at += step) {
+      const size_t count = std::min(kLanes, length - at);
+      bytes samples[N] = {};
+      memcpy(&samples[0], dst + at, count);
+      for (size_t k = 1; k < N; ++k) memcpy(&samples[k], src + k * length + at, count);
+      const bytes result = estimate(samples);
+      memcpy(dst + at, &result, std::min(step, count));
+    }
+  }
+};
+
+// dst may overlap the rows, and a position must see the results of those before it.
 template <size_t N>
 void combine(uint8_t *dst, const uint8_t *src, size_t length) {
-  for (size_t i = 0; i < length; ++i) {
-    uint8_t samples[N] = {dst[i]};
-    for (size_t k = 1; k < N; ++k) samples[k] = src[k * length + i];
-    dst[i] = estimate(samples);
+  size_t step = kLanes;
+  bool far_apart = length >= kLanes;
+  for (size_t k = 1; k < N; ++k) {
+    const uintptr_t row = reinterpret_cast<uintptr_t>(src) + k * length;
+    const uintptr_t behind = reinterpret_cast<uintptr_t>(dst) - row;
+    const uintptr_t before = row - reinterpret_cast<uintptr_t>(dst);
+    if (behind != 0) step = std::min(step, size_t{behind});
+    if (std::min(behind, before) < kLanes) far_apart = false;
+  }
+  const row_stack<N> rows = {dst, src, length};
+  if (far_apart) {
+    rows.combine_vectors();
+  } else {
+    rows.combine_copies(step);
   }
 }
 

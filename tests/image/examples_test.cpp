@@ -391,6 +391,19 @@ TEST(Extremes, BlocksOfUpTo256PixelsTakeLittleStack) {
   EXPECT_EQ(swapcontext(&test, &there), 0);
 }
 
+// Samples that nothing has written: valgrind's memory checker sees every branch on one.
+TEST(Extremes, MediansWithoutABranchOnASample) {
+  for (const int32_t n : {4, 5, 6, 7}) {
+    for (const int32_t row : {1, 7, 16, 33, 400}) {
+      for (const int32_t behind : {0, row, row + 1, row + 9}) {
+        uint8_t *rows = static_cast<uint8_t *>(malloc(static_cast<size_t>(row) * 9 + 9));
+        EXPECT_EQ(get_median(rows + behind, rows, row, n), 1);
+        free(rows);
+      }
+    }
+  }
+}
+
 TEST(Extremes, EvaluationRefusesAndLogs) {
   const uint8_t pixel = 9;
   const struct {
