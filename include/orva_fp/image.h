@@ -79,7 +79,7 @@ enum {
   MARK_DEVIATION = 0x04 /**< too far from the mean */
 };
 
-/** Thresholds to begin with; the orva-fp tool uses them.
+/** Thresholds to begin with; the orva-fp tool uses them, with all three checks and line_check 1.
  *
  * They suit the frame of a finger, whose levels use neither end of the scale: only a dead or a
  * saturated pixel comes near an end. The deviation finds what the other two miss in a dim or a
