@@ -87,7 +87,7 @@ std::vector<synthetic_frame::place> synthetic_frame::shuffled(std::vector<place>
   return places;
 }
 
-void synthetic_frame::saturate(int32_t count) {
+std::vector<synthetic_frame::place> synthetic_frame::saturate(int32_t count) {
   std::vector<place> places;
   for (int32_t y = 0; y < height_; ++y) {
     for (int32_t x = 1; x < width_ - 1; ++x) {
@@ -101,17 +101,18 @@ void synthetic_frame::saturate(int32_t count) {
   places = shuffled(std::move(places));
   places.resize(static_cast<size_t>(count));
   for (const place p : places) set(p.x, p.y, kBright);
+  return places;
 }
 
-void synthetic_frame::add_salt_and_pepper(int32_t count) {
+std::vector<synthetic_frame::place> synthetic_frame::add_salt_and_pepper(int32_t count) {
   // Three pixels apart none is another's neighbour.
   std::vector<place> grid;
   for (int32_t y = 1; y < height_ - 1; y += 3) {
     for (int32_t x = 1; x < width_ - 1; x += 3) grid.push_back({x, y});
   }
-  int32_t placed = 0;
+  std::vector<place> placed;
   for (const place p : shuffled(std::move(grid))) {
-    if (placed == count) return;
+    if (std::ssize(placed) == count) return placed;
     const size_t around[] = {index(p.x, p.y), index(p.x, p.y - 1), index(p.x, p.y + 1),
                              index(p.x - 1, p.y), index(p.x + 1, p.y)};
     if (std::any_of(std::begin(around), std::end(around),
@@ -125,12 +126,13 @@ void synthetic_frame::add_salt_and_pepper(int32_t count) {
     if (!pepper && !salt) continue;
     const bool coin = (next_random(random_) & 1) != 0;
     set(p.x, p.y, salt && (!pepper || coin) ? kBright : kDark);
-    ++placed;
+    placed.push_back(p);
   }
-  if (placed < count) {
-    throw placement_error("there is room for " + std::to_string(placed) +
+  if (std::ssize(placed) < count) {
+    throw placement_error("there is room for " + std::to_string(placed.size()) +
                           " pixels of salt and pepper only");
   }
+  return placed;
 }
 
 std::vector<uint16_t> synthetic_frame::raw(bool with_dummy) const {
@@ -141,7 +143,8 @@ std::vector<uint16_t> synthetic_frame::raw(bool with_dummy) const {
     for (int32_t x = 0; x < width_; ++x) {
       if (x == dummy_column) samples.push_back(kDummySample);
       const uint8_t pixel = pixels_[index(x, y)];
-      samples.push_back(pixel == kBright ? kSaturatedSample : static_cast<uint16_t>(pixel * 16));
+      samples.push_back(pixel == kBright ? kSaturatedSample
+                                         : static_cast<uint16_t>(pixel << (kSampleBits - 8)));
     }
     if (dummy_column == width_) samples.push_back(kDummySample);
   }

@@ -21,6 +21,7 @@ class synthetic_frame {
  public:
   static constexpr uint8_t kDark = 0;
   static constexpr uint8_t kBright = 255;
+  static constexpr int32_t kSampleBits = 12;
 
   struct place {
     int32_t x;
@@ -41,18 +42,20 @@ class synthetic_frame {
   // A square of one level.
   void add_cluster(place corner, int32_t size, uint8_t level);
 
-  // Pixels of 255, not in the first or last column.
-  void saturate(int32_t count);
+  // Pixels of 255, not in the first or last column. Returns their places.
+  std::vector<place> saturate(int32_t count);
 
-  // Isolated pixels of 0 or 255, each a spike with a margin of 42.
-  void add_salt_and_pepper(int32_t count);
+  // Isolated pixels of 0 or 255, each a spike with a margin of 42. Returns their places.
+  std::vector<place> add_salt_and_pepper(int32_t count);
 
   int32_t width() const { return width_; }
   int32_t height() const { return height_; }
   const std::vector<uint8_t> &pixels() const { return pixels_; }
+  uint8_t level(place p) const { return pixels_[index(p.x, p.y)]; }
 
-  // The frame as the sensor would hand it over: 12-bit samples with 65535 for 255 and, where asked
-  // for, a row 0 and a column in the middle of dummy samples, each of which makes it one larger.
+  // The frame as the sensor would hand it over: samples of kSampleBits with 65535 for 255 and,
+  // where asked for, a row 0 and a column in the middle of dummy samples, each of which makes it
+  // one larger.
   std::vector<uint16_t> raw(bool with_dummy) const;
 
  private:
