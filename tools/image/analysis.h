@@ -15,6 +15,7 @@ namespace tools {
 
 struct inspect_settings {
   raw_layout layout;
+  int32_t sample_bits = 0;  // 0 for what the file's format says
   bool keep_dummy = false;
   bool transposed = false;
   int32_t high = EVAL_DEFAULT_HIGH;
@@ -37,6 +38,42 @@ struct pixel_run {
   pixel_place start{};
   pixel_place step{};
   int32_t length = 0;
+
+  pixel_place last() const {
+    return {start.x + step.x * (length - 1), start.y + step.y * (length - 1)};
+  }
+};
+
+// Pixels of marked 2 x 2 blocks that touch one another, corners included: all bright, that is
+// marked high, or not marked low and above the mean, or all dark. first and last are opposite
+// corners.
+struct pixel_cluster {
+  pixel_place first;
+  pixel_place last;
+  int32_t pixels;
+  bool bright;
+};
+
+// A frame of more pixels than one evaluation takes is evaluated in tiles, each of as many whole
+// rows as fit, or a part of one row, and all against the frame's mean. What was found is then what
+// one evaluation would have found in all of the frame, but that no low pixel spreads from one part
+// of a row to the next.
+struct evaluation {
+  int32_t tiles = 0;
+  double std_dev = 0;
+  int32_t high_count = 0;
+  int32_t low_count = 0;
+  int32_t deviation_count = 0;
+  int32_t max_run = 0;
+  std::vector<uint8_t> marks;
+  pixel_run longest_run;
+  std::vector<pixel_cluster> clusters;
+};
+
+// possible is false where the frame or the settings leave nothing to be found.
+struct verdict {
+  bool possible = false;
+  bool found = false;
 };
 
 // Rows or columns of a frame with the dark stretch that makes each count as crossed by water.
@@ -46,6 +83,7 @@ struct dark_lines {
     int32_t length;
   };
   std::vector<std::optional<stretch>> lines;
+  std::vector<bool> in_water;  // the line is part of a streak that makes water
   int32_t qualifying = 0;
   int32_t longest_streak = 0;  // followed by a line that does not qualify
 };
@@ -65,15 +103,20 @@ struct block_summary {
 struct raw_facts {
   int32_t width;
   int32_t height;
-  bool white_noise;
+  int32_t sample_bits;  // the upper 8 of them are shown
   int32_t saturated;    // samples of 65535
-  int32_t sample_bits;  // that the others need; the upper 8 are shown
+  int32_t over_range;   // others that need more than sample_bits
   bool dummy_removed;
 };
 
 struct analysis {
   frame shown;
   std::optional<raw_facts> raw;
+
+  verdict defect;
+  verdict water;
+  verdict noise;
+  verdict white_noise;
 
   int32_t mean = 0;
   int32_t minimum = 0;
@@ -82,11 +125,7 @@ struct analysis {
   int32_t center_mean = 0;
   std::array<uint8_t, 4> quadrant_means{};
 
-  std::optional<image_eval_record> evaluation;  // none for a frame larger than its mark map
-  pixel_run longest_run;
-  std::vector<pixel_place> clusters;  // top left pixels of marked 2 x 2 blocks
-
-  bool water = false;
+  evaluation marked;
   dark_lines dark_rows;
   dark_lines dark_columns;
 
@@ -98,17 +137,23 @@ struct analysis {
 
   block_summary blocks;
 
-  noise_check_param noise{};
+  noise_check_param spikes{};
   int32_t noise_result = 0;
   int32_t strong_spike_limit = 0;
   int32_t spikes_removed = 0;
-  uint32_t median_distance = 0;  // sum of squared differences of the frame and its median
+  uint64_t median_distance = 0;  // sum of squared differences of the frame and its median
 
   std::vector<uint8_t> median;
   std::vector<uint8_t> despiked;
   std::vector<uint8_t> equalised;
   std::vector<uint8_t> equalised_white;
+
+  // A frame of one level has none.
+  bool has_otsu_split() const { return otsu_high_count != 0; }
 };
+
+// The upper 8 of so many bits: 255 for samples that need more.
+std::vector<uint8_t> upper_bits(const std::vector<uint16_t> &samples, int32_t bits);
 
 // Any number of threads may analyse at once. file is for the text of a frame_error: a raw frame
 // that holds nothing but dummy samples.

@@ -1,22 +1,25 @@
 #include "tools/image/canvas.h"
 
+#include <algorithm>
 #include <cstring>
 #include <numbers>
-
-#include "tools/image/frame_file.h"
 
 namespace tools {
 
 canvas::canvas(int32_t width, int32_t height, colour background)
     : surface_(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height)),
-      context_(cairo_create(surface_.get())) {
+      context_(cairo_create(surface_.get())),
+      layout_(pango_cairo_create_layout(context_.get())) {
   set(background);
   cairo_paint(context_.get());
   // Widths in whole pixels would not scale.
+  PangoContext *text = pango_layout_get_context(layout_.get());
   cairo_font_options_t *options = cairo_font_options_create();
   cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
-  cairo_set_font_options(context_.get(), options);
+  pango_cairo_context_set_font_options(text, options);
+  pango_context_set_round_glyph_positions(text, false);
   cairo_font_options_destroy(options);
+  pango_layout_set_single_paragraph_mode(layout_.get(), true);
 }
 
 void canvas::set(colour c) {
@@ -50,73 +53,149 @@ void canvas::frame(box b, double thickness, colour c) {
   cairo_stroke(context_.get());
 }
 
-void canvas::line(double x1, double y1, double x2, double y2, double thickness, colour c) {
+void canvas::line(point from, point to, double thickness, colour c,
+                  std::span<const double> dashes) {
   set(c);
   cairo_set_line_width(context_.get(), thickness);
-  cairo_set_line_cap(context_.get(), CAIRO_LINE_CAP_ROUND);
-  cairo_move_to(context_.get(), x1, y1);
-  cairo_line_to(context_.get(), x2, y2);
+  cairo_set_line_cap(context_.get(), dashes.empty() ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
+  cairo_set_dash(context_.get(), dashes.data(), static_cast<int>(dashes.size()), 0);
+  cairo_move_to(context_.get(), from.x, from.y);
+  cairo_line_to(context_.get(), to.x, to.y);
   cairo_stroke(context_.get());
+  cairo_set_dash(context_.get(), nullptr, 0, 0);
 }
 
-void canvas::set_font(double size, bool bold) {
-  cairo_select_font_face(context_.get(), "DejaVu Sans", CAIRO_FONT_SLANT_NORMAL,
-                         bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-  cairo_set_font_size(context_.get(), size);
+void canvas::draw(shape s, box b, colour c) {
+  const auto at = [&](double x, double y) { return point{b.x + x * b.width, b.y + y * b.height}; };
+  const auto triangle = [&](point p, point q, point r) {
+    set(c);
+    cairo_move_to(context_.get(), p.x, p.y);
+    cairo_line_to(context_.get(), q.x, q.y);
+    cairo_line_to(context_.get(), r.x, r.y);
+    cairo_fill(context_.get());
+  };
+  const double thickness = std::max(b.width * 0.18, 1.5);
+  switch (s) {
+    case shape::kSquare:
+      fill(b, c);
+      break;
+    case shape::kUp:
+      triangle(at(0, 1), at(0.5, 0), at(1, 1));
+      break;
+    case shape::kDown:
+      triangle(at(0, 0), at(0.5, 1), at(1, 0));
+      break;
+    case shape::kRing:
+      frame(b, std::min(thickness, 2.0), c);
+      break;
+    case shape::kAcross:
+      fill({b.x, b.y + b.height / 4, b.width, b.height / 2}, c);
+      break;
+    case shape::kUpright:
+      fill({b.x + b.width / 4, b.y, b.width / 2, b.height}, c);
+      break;
+    case shape::kTick:
+      line(at(0.1, 0.55), at(0.4, 0.85), thickness, c);
+      line(at(0.4, 0.85), at(0.9, 0.2), thickness, c);
+      break;
+    case shape::kCross:
+      line(at(0.15, 0.15), at(0.85, 0.85), thickness, c);
+      line(at(0.15, 0.85), at(0.85, 0.15), thickness, c);
+      break;
+    case shape::kDash:
+      line(at(0.15, 0.5), at(0.85, 0.5), thickness, c);
+      break;
+  }
 }
 
-double canvas::text_width(const std::string &text, double size, bool bold) {
-  set_font(size, bold);
-  cairo_text_extents_t extents;
-  cairo_text_extents(context_.get(), text.c_str(), &extents);
-  return extents.x_advance;
+void canvas::set_text(const std::string &text, const text_style &style) {
+  PangoFontDescription *font = pango_font_description_from_string("DejaVu Sans");
+  pango_font_description_set_weight(font, style.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
+  pango_font_description_set_absolute_size(font, style.size * PANGO_SCALE);
+  pango_layout_set_font_description(layout_.get(), font);
+  pango_font_description_free(font);
+  pango_layout_set_text(layout_.get(), text.data(), static_cast<int>(text.size()));
 }
 
-void canvas::text(double x, double y, const std::string &text, double size, colour c, align where,
-                  bool bold, double widest) {
-  double width = text_width(text, size, bold);
-  const double squeeze = widest > 0 && width > widest ? widest / width : 1;
-  width *= squeeze;
+double canvas::text_width(const std::string &text, const text_style &style) {
+  set_text(text, style);
+  PangoRectangle extents;
+  pango_layout_get_extents(layout_.get(), nullptr, &extents);
+  return static_cast<double>(extents.width) / PANGO_SCALE;
+}
+
+void canvas::text(double x, double y, const std::string &text, const text_style &style) {
+  const double natural = text_width(text, style);
+  const double squeeze = style.widest > 0 ? std::min(1.0, style.widest / natural) : 1;
+  const double width = natural * squeeze;
+  const double base = static_cast<double>(pango_layout_get_baseline(layout_.get())) / PANGO_SCALE;
+  const double left = style.where == align::kLeft     ? x
+                      : style.where == align::kCentre ? x - width / 2
+                                                      : x - width;
   cairo_save(context_.get());
-  cairo_translate(context_.get(),
-                  where == align::kLeft     ? x
-                  : where == align::kCentre ? x - width / 2
-                                            : x - width,
-                  y);
+  cairo_translate(context_.get(), left, y - base);
   cairo_scale(context_.get(), squeeze, 1);
-  set(c);
   cairo_move_to(context_.get(), 0, 0);
-  cairo_show_text(context_.get(), text.c_str());
+  if (style.halo) {
+    set(grey(1));
+    cairo_set_line_width(context_.get(), 3.5);
+    cairo_set_line_join(context_.get(), CAIRO_LINE_JOIN_ROUND);
+    pango_cairo_layout_path(context_.get(), layout_.get());
+    cairo_stroke(context_.get());
+    cairo_move_to(context_.get(), 0, 0);
+  }
+  set(style.ink);
+  pango_cairo_show_layout(context_.get(), layout_.get());
   cairo_restore(context_.get());
+  cairo_new_path(context_.get());
 }
 
 void canvas::image(box b, const std::vector<uint32_t> &rgb, int32_t width, int32_t height) {
-  const surface source(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
+  // Of sizes that cairo does not take, every so many pixels.
+  constexpr int32_t kMost = 32767;
+  const int32_t step_x = (width + kMost - 1) / kMost, step_y = (height + kMost - 1) / kMost;
+  const int32_t columns = (width + step_x - 1) / step_x, rows = (height + step_y - 1) / step_y;
+  const surface source(cairo_image_surface_create(CAIRO_FORMAT_RGB24, columns, rows));
   cairo_surface_flush(source.get());
   uint8_t *data = cairo_image_surface_get_data(source.get());
   const auto stride = static_cast<size_t>(cairo_image_surface_get_stride(source.get()));
-  const auto row = static_cast<size_t>(width);
-  for (size_t y = 0; y < static_cast<size_t>(height); ++y) {
-    memcpy(data + y * stride, &rgb[y * row], row * sizeof rgb[0]);
+  for (int32_t y = 0; y < rows; ++y) {
+    uint8_t *to = data + static_cast<size_t>(y) * stride;
+    const uint32_t *from = &rgb[static_cast<size_t>(y * step_y) * static_cast<size_t>(width)];
+    for (int32_t x = 0; x < columns; ++x, to += sizeof *from) {
+      memcpy(to, from + x * step_x, sizeof *from);
+    }
   }
   cairo_surface_mark_dirty(source.get());
 
   cairo_save(context_.get());
   cairo_translate(context_.get(), b.x, b.y);
-  cairo_scale(context_.get(), b.width / width, b.height / height);
+  cairo_scale(context_.get(), b.width / columns, b.height / rows);
   cairo_set_source_surface(context_.get(), source.get(), 0, 0);
   cairo_pattern_set_filter(cairo_get_source(context_.get()),
-                           b.width >= width ? CAIRO_FILTER_NEAREST : CAIRO_FILTER_GOOD);
-  cairo_rectangle(context_.get(), 0, 0, width, height);
+                           b.width >= columns ? CAIRO_FILTER_NEAREST : CAIRO_FILTER_GOOD);
+  cairo_rectangle(context_.get(), 0, 0, columns, rows);
   cairo_fill(context_.get());
   cairo_restore(context_.get());
 }
 
-void canvas::write_png(const std::filesystem::path &file) {
-  const cairo_status_t status = cairo_surface_write_to_png(surface_.get(), file.c_str());
-  if (status != CAIRO_STATUS_SUCCESS) {
-    throw frame_error(file, std::string("cannot be written: ") + cairo_status_to_string(status));
+std::vector<uint8_t> canvas::rgb() {
+  cairo_surface_flush(surface_.get());
+  const uint8_t *data = cairo_image_surface_get_data(surface_.get());
+  const auto stride = static_cast<size_t>(cairo_image_surface_get_stride(surface_.get()));
+  const auto columns = static_cast<size_t>(width()), rows = static_cast<size_t>(height());
+  std::vector<uint8_t> bytes;
+  bytes.reserve(columns * rows * 3);
+  for (size_t y = 0; y < rows; ++y) {
+    for (size_t x = 0; x < columns; ++x) {
+      uint32_t pixel;
+      memcpy(&pixel, data + y * stride + x * sizeof pixel, sizeof pixel);
+      for (const uint32_t shift : {16u, 8u, 0u}) {
+        bytes.push_back(static_cast<uint8_t>(pixel >> shift));
+      }
+    }
   }
+  return bytes;
 }
 
 }  // namespace tools

@@ -1,11 +1,12 @@
-// A picture to draw frames, rectangles and text on.
+// A picture to draw frames, shapes and text on.
 #ifndef ORVA_TOOLS_IMAGE_CANVAS_H
 #define ORVA_TOOLS_IMAGE_CANVAS_H
 
 #include <cairo.h>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
+#include <pango/pangocairo.h>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,11 @@ struct colour {
 
 constexpr colour grey(double level) { return {level, level, level}; }
 
+struct point {
+  double x;
+  double y;
+};
+
 struct box {
   double x;
   double y;
@@ -27,7 +33,19 @@ struct box {
   double height;
 };
 
+// Shapes that tell kinds apart without their colours.
+enum class shape : uint8_t { kSquare, kUp, kDown, kRing, kAcross, kUpright, kTick, kCross, kDash };
+
 enum class align : uint8_t { kLeft, kCentre, kRight };
+
+struct text_style {
+  double size = 11.5;
+  colour ink = grey(0.12);
+  align where = align::kLeft;
+  bool bold = false;
+  double widest = 0;  // a longer text is set narrower; 0 for no limit
+  bool halo = false;  // a white rim, for text on a picture
+};
 
 class canvas {
  public:
@@ -37,19 +55,21 @@ class canvas {
   void fill_rounded(box b, double radius, colour c);
   // Just inside the box.
   void frame(box b, double thickness, colour c);
-  // With round ends.
-  void line(double x1, double y1, double x2, double y2, double thickness, colour c);
+  // With round ends, unless it has dashes: lengths of ink and gap by turns.
+  void line(point from, point to, double thickness, colour c, std::span<const double> dashes = {});
+  void draw(shape s, box b, colour c);
 
-  // y is the base line's. A text wider than widest is set narrower; 0 for no limit.
-  void text(double x, double y, const std::string &text, double size, colour c,
-            align where = align::kLeft, bool bold = false, double widest = 0);
-  double text_width(const std::string &text, double size, bool bold = false);
+  // y is the base line's. Scripts that the font lacks come from others that fontconfig knows.
+  void text(double x, double y, const std::string &text, const text_style &style);
+  double text_width(const std::string &text, const text_style &style);
 
   // RGB pixels (0xRRGGBB) scaled to the box: enlarged without smoothing, made smaller with it.
   void image(box b, const std::vector<uint32_t> &rgb, int32_t width, int32_t height);
 
-  // Throws frame_error.
-  void write_png(const std::filesystem::path &file);
+  // Three bytes per pixel.
+  int32_t width() const { return cairo_image_surface_get_width(surface_.get()); }
+  int32_t height() const { return cairo_image_surface_get_height(surface_.get()); }
+  std::vector<uint8_t> rgb();
 
  private:
   struct surface_end {
@@ -58,13 +78,17 @@ class canvas {
   struct context_end {
     void operator()(cairo_t *context) const { cairo_destroy(context); }
   };
+  struct layout_end {
+    void operator()(PangoLayout *layout) const { g_object_unref(layout); }
+  };
   using surface = std::unique_ptr<cairo_surface_t, surface_end>;
 
   void set(colour c);
-  void set_font(double size, bool bold);
+  void set_text(const std::string &text, const text_style &style);
 
   surface surface_;
   std::unique_ptr<cairo_t, context_end> context_;
+  std::unique_ptr<PangoLayout, layout_end> layout_;
 };
 
 }  // namespace tools

@@ -1,17 +1,25 @@
-// One picture of all that was found in a frame.
+// Pictures of all that was found in a frame.
 #ifndef ORVA_TOOLS_IMAGE_CONTACT_SHEET_H
 #define ORVA_TOOLS_IMAGE_CONTACT_SHEET_H
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "tools/image/analysis.h"
 
 namespace tools {
 
-// Writes the sheet as PNG; throws frame_error.
+// Of the contact sheet's panels, in their order.
+std::vector<std::string> panel_names();
+
+// Writes all panels or, larger and alone, the named one as PNG; throws command_error.
 void write_contact_sheet(const std::filesystem::path &file, const std::string &title,
-                         const analysis &a, const inspect_settings &settings);
+                         const analysis &a, const inspect_settings &settings,
+                         const std::string &panel = "");
+
+// The size and depth of a frame in a line.
+std::string frame_facts(const analysis &a);
 
 }  // namespace tools
 

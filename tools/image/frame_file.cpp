@@ -1,17 +1,21 @@
 #include "tools/image/frame_file.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <memory>
+#include <sstream>
 #include <stb_image.h>
 #include <stb_image_write.h>
 #include <string_view>
-#include <system_error>
+#include <zlib.h>
 
 #include <orva_fp/image.h>
+
+#include "tools/image/text.h"
+#include "tools/output_file.h"
 
 namespace tools {
 
@@ -26,53 +30,53 @@ constexpr size_t kLargestFile = 256u << 20;
 constexpr size_t kBmpFileHeader = 14;
 constexpr size_t kBmpHeaders = kBmpFileHeader + 40;
 constexpr size_t kBmpPalette = 4 * 256;
+constexpr std::string_view kPngSignature = "\x89PNG\r\n\x1a\n";
+constexpr std::string_view kSheetMark("tEXtSoftware\0orva-fp sheet", 26);
 
 std::string extension_of(const fs::path &file) {
   std::string extension = file.extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  return extension;
+  return extension.empty() ? extension : extension.substr(1);
 }
-
-bool is_raw_name(const fs::path &file) {
-  const std::string extension = extension_of(file);
-  return extension == ".raw" || extension == ".bin";
-}
-
-std::string by(int64_t width, int64_t height) {
-  return std::to_string(width) + " x " + std::to_string(height);
-}
-
-size_t area(const frame &f) { return static_cast<size_t>(f.width) * static_cast<size_t>(f.height); }
 
 bytes read_file(const fs::path &file) {
-  std::error_code error;
-  if (fs::is_directory(file, error)) throw frame_error(file, strerror(EISDIR));
-  errno = 0;
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw frame_error(file, errno != 0 ? strerror(errno) : "cannot be opened");
-  const uintmax_t size = fs::file_size(file, error);
-  if (error) throw frame_error(file, "not a regular file");
+  struct closed {
+    void operator()(FILE *stream) const { fclose(stream); }
+  };
+  std::unique_ptr<FILE, closed> opened;
+  FILE *stream = stdin;
+  if (file != kStandardStream) {
+    opened.reset(fopen(file.c_str(), "rb"));
+    stream = opened.get();
+    if (stream == nullptr) throw frame_error(file, strerror(errno));
+  }
+  bytes content;
+  size_t size = 0;
+  do {
+    content.resize(std::max<size_t>(2 * size, 64 << 10));
+    size += fread(&content[size], 1, content.size() - size, stream);
+    if (ferror(stream)) throw frame_error(file, strerror(errno));
+    if (size > kLargestFile) throw frame_error(file, "larger than any frame may be");
+  } while (size == content.size());
   if (size == 0) throw frame_error(file, "the file is empty");
-  if (size > kLargestFile) throw frame_error(file, "larger than any frame may be");
-  bytes content(size);
-  stream.read(reinterpret_cast<char *>(content.data()), static_cast<std::streamsize>(size));
-  if (static_cast<uintmax_t>(stream.gcount()) != size) throw frame_error(file, "cannot be read");
+  content.resize(size);
   return content;
 }
 
 void need_size(const fs::path &file, int64_t width, int64_t height) {
-  if (width <= 0 || height <= 0) throw frame_error(file, by(width, height) + " holds no pixel");
+  if (width <= 0 || height <= 0) {
+    throw frame_error(file, fmt::format("{} x {} holds no pixel", width, height));
+  }
   if (width > kLargestFrame || height > kLargestFrame || width * height > kLargestFrame) {
-    throw frame_error(file, by(width, height) + " is more than the " +
-                                std::to_string(kLargestFrame) + " pixels a frame may have");
+    throw frame_error(file, fmt::format("{} x {} is more than the {} pixels a frame may have",
+                                        width, height, kLargestFrame));
   }
 }
 
 void need_bytes(const fs::path &file, int64_t needed, size_t present) {
   if (needed > static_cast<int64_t>(present)) {
-    throw frame_error(file, "truncated: " + std::to_string(present) + " bytes instead of " +
-                                std::to_string(needed));
+    throw frame_error(file, fmt::format("truncated: {} bytes instead of {}", present, needed));
   }
 }
 
@@ -81,6 +85,8 @@ uint32_t little_endian(const uint8_t *at, size_t size) {
   for (size_t i = size; i-- > 0;) value = value << 8 | at[i];
   return value;
 }
+
+uint32_t big_endian(const uint8_t *at) { return __builtin_bswap32(little_endian(at, 4)); }
 
 // The library's reader takes the header at its word, so all of it is looked at here.
 frame load_bmp(const fs::path &file, bytes content) {
@@ -94,7 +100,7 @@ frame load_bmp(const fs::path &file, bytes content) {
 
   if (dib_size < 40) throw frame_error(file, "a BMP of an outdated kind");
   if (bits != 8) {
-    throw frame_error(file, "a BMP of " + std::to_string(bits) + " bits per pixel, not 8");
+    throw frame_error(file, fmt::format("a BMP of {} bits per pixel, not 8", bits));
   }
   if (compression != 0) throw frame_error(file, "a compressed BMP");
   need_size(file, width, height);
@@ -123,17 +129,38 @@ frame load_bmp(const fs::path &file, bytes content) {
   return f;
 }
 
+// stb looks at no checksum, and takes what is there of a cut file.
+void check_png_chunks(const fs::path &file, const bytes &content) {
+  for (size_t at = kPngSignature.size();;) {
+    constexpr size_t kAround = 12;  // length, kind and checksum
+    const size_t left = content.size() - at;
+    const uint32_t length = left < kAround ? UINT32_MAX : big_endian(&content[at]);
+    if (left < kAround || length > left - kAround) {
+      throw frame_error(file, fmt::format("damaged PNG: truncated after {} bytes", content.size()));
+    }
+    const uint8_t *kind = &content[at + 4];
+    if (crc32(0, kind, length + 4) != big_endian(kind + 4 + length)) {
+      throw frame_error(file, "damaged PNG: a checksum is wrong");
+    }
+    if (length + 4 == kSheetMark.size() && memcmp(kind, kSheetMark.data(), length + 4) == 0) {
+      throw sheet_error(file);
+    }
+    if (memcmp(kind, "IEND", 4) == 0) return;
+    at += kAround + length;
+  }
+}
+
 frame load_png(const fs::path &file, const bytes &content) {
+  check_png_chunks(file, content);
   const auto length = static_cast<int>(content.size());
   const auto fail = [&] {
     const char *reason = stbi_failure_reason();
-    throw frame_error(file, std::string("damaged PNG: ") + (reason ? reason : "unknown reason"));
+    throw frame_error(file, fmt::format("damaged PNG: {}", reason ? reason : "unknown reason"));
   };
   frame f;
   int channels = 0;
   if (!stbi_info_from_memory(content.data(), length, &f.width, &f.height, &channels)) fail();
   need_size(file, f.width, f.height);
-  const size_t count = area(f);
 
   if (stbi_is_16_bit_from_memory(content.data(), length)) {
     if (channels > 2) throw frame_error(file, "a colour image of 16 bits");
@@ -141,7 +168,7 @@ frame load_png(const fs::path &file, const bytes &content) {
         stbi_load_16_from_memory(content.data(), length, &f.width, &f.height, &channels, 1),
         stbi_image_free);
     if (!samples) fail();
-    f.samples.assign(samples.get(), samples.get() + count);
+    f.samples.assign(samples.get(), samples.get() + f.size());
     return f;
   }
   const size_t kept = channels > 2 ? 3 : 1;
@@ -150,8 +177,8 @@ frame load_png(const fs::path &file, const bytes &content) {
                             static_cast<int>(kept)),
       stbi_image_free);
   if (!pixels) fail();
-  f.pixels.resize(count);
-  for (size_t i = 0; i < count; ++i) {
+  f.pixels.resize(f.size());
+  for (size_t i = 0; i < f.pixels.size(); ++i) {
     const uint8_t *p = pixels.get() + i * kept;
     if (p[0] != p[kept - 1] || p[0] != p[kept / 2]) throw frame_error(file, "a colour image");
     f.pixels[i] = p[0];
@@ -159,49 +186,39 @@ frame load_png(const fs::path &file, const bytes &content) {
   return f;
 }
 
-// The three numbers after "P5", between which there may be comments.
-int64_t pgm_number(const fs::path &file, const bytes &content, size_t &at) {
-  const auto is_space = [](uint8_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
-  while (at < content.size() && (is_space(content[at]) || content[at] == '#')) {
-    if (content[at] == '#') {
-      while (at < content.size() && content[at] != '\n') ++at;
-    } else {
-      ++at;
-    }
-  }
-  int64_t value = 0;
-  const size_t start = at;
-  for (; at < content.size() && content[at] >= '0' && content[at] <= '9'; ++at) {
-    value = std::min<int64_t>(value * 10 + (content[at] - '0'), INT32_MAX);
-  }
-  if (at == start) throw frame_error(file, "damaged PGM: the header lacks a number");
-  return value;
-}
-
+// stb does not tell the largest level of a PGM, leaves 16-bit samples in the order of the file and
+// takes cut files.
 frame load_pgm(const fs::path &file, const bytes &content) {
-  size_t at = 2;
-  const int64_t width = pgm_number(file, content, at);
-  const int64_t height = pgm_number(file, content, at);
-  const int64_t largest = pgm_number(file, content, at);
-  need_size(file, width, height);
-  if (largest != 255 && largest != 65535) {
-    throw frame_error(
-        file, "a PGM with levels to " + std::to_string(largest) + ", neither 255 nor 65535");
+  std::istringstream header(std::string(
+      content.begin(), content.begin() + std::min<ptrdiff_t>(std::ssize(content), 4096)));
+  header.ignore(2);
+  int64_t numbers[3];  // width, height and the largest level, between which there may be comments
+  for (int64_t &number : numbers) {
+    while ((header >> std::ws).peek() == '#') header.ignore(4096, '\n');
+    if (!(header >> number)) throw frame_error(file, "damaged PGM: the header lacks a number");
   }
-  ++at;  // one white space after the header
-  const int64_t sample_size = largest > 255 ? 2 : 1;
-  need_bytes(file, static_cast<int64_t>(at) + width * height * sample_size, content.size());
+  const auto [width, height, largest] = numbers;
+  need_size(file, width, height);
+  if (largest < 255 || largest > 65535) {
+    throw frame_error(file, fmt::format("a PGM with levels to {}, not 255 to 65535", largest));
+  }
+  const int64_t start = static_cast<int64_t>(header.tellg()) + 1;  // after one white space
+  need_bytes(file, start + width * height * (largest > 255 ? 2 : 1), content.size());
 
   frame f{static_cast<int32_t>(width), static_cast<int32_t>(height), {}, {}};
-  const uint8_t *data = content.data() + at;
-  if (sample_size == 1) {
-    f.pixels.assign(data, data + area(f));
+  const uint8_t *data = content.data() + start;
+  if (largest == 255) {
+    f.pixels.assign(data, data + f.size());
     return f;
   }
-  f.samples.resize(area(f));
-  for (uint16_t &sample : f.samples) {
-    sample = static_cast<uint16_t>(data[0] << 8 | data[1]);
-    data += 2;
+  f.sample_bits = static_cast<int32_t>(std::bit_width(static_cast<uint32_t>(largest)));
+  f.samples.reserve(f.size());
+  for (size_t i = 0; i < f.size(); ++i) {
+    f.samples.push_back(static_cast<uint16_t>(data[2 * i] << 8 | data[2 * i + 1]));
+    if (f.samples[i] > largest) {
+      throw frame_error(file, fmt::format("damaged PGM: a sample of {} where {} is the largest",
+                                          f.samples[i], largest));
+    }
   }
   return f;
 }
@@ -212,58 +229,58 @@ frame load_raw(const fs::path &file, const bytes &content, const raw_layout &lay
   }
   need_size(file, layout.width, layout.height);
   frame f{layout.width, layout.height, {}, {}};
-  const size_t count = area(f);
+  const size_t count = f.size();
   if (layout.bits != 16 && content.size() == count) {
     f.pixels = content;
   } else if (layout.bits != 8 && content.size() == 2 * count) {
     f.samples.resize(count);
     memcpy(f.samples.data(), content.data(), content.size());
   } else {
-    const std::string needed = layout.bits == 8    ? std::to_string(count)
-                               : layout.bits == 16 ? std::to_string(2 * count)
-                                                   : std::to_string(count) + " (8 bits) or " +
-                                                         std::to_string(2 * count) + " (16 bits)";
-    throw frame_error(file, std::to_string(content.size()) + " bytes; a raw frame of " +
-                                by(f.width, f.height) + " has " + needed);
+    const std::string needed = layout.bits != 0
+                                   ? fmt::format("{}", count * static_cast<size_t>(layout.bits / 8))
+                                   : fmt::format("{} (8 bits) or {} (16 bits)", count, 2 * count);
+    throw frame_error(file, fmt::format("{} bytes; a raw frame of {} x {} has {}", content.size(),
+                                        f.width, f.height, needed));
   }
   return f;
 }
 
-void append(bytes &to, uint32_t value, size_t size) {
-  for (size_t i = 0; i < size; ++i) to.push_back(static_cast<uint8_t>(value >> (8 * i)));
-}
-
+// 8 bits with a grey palette; stb writes colours only.
 bytes bmp_bytes(const frame &f) {
   const auto width = static_cast<size_t>(f.width);
   const size_t stride = (width + 3) / 4 * 4;
-  const size_t offset = kBmpHeaders + kBmpPalette;
-  const size_t size = stride * static_cast<size_t>(f.height);
-  bytes out{'B', 'M'};
-  append(out, static_cast<uint32_t>(offset + size), 4);
-  append(out, 0, 4);
-  append(out, static_cast<uint32_t>(offset), 4);
-  append(out, 40, 4);
-  append(out, static_cast<uint32_t>(f.width), 4);
-  append(out, static_cast<uint32_t>(f.height), 4);
-  append(out, 1, 2);
-  append(out, 8, 2);
-  append(out, 0, 4);
-  append(out, static_cast<uint32_t>(size), 4);
-  append(out, 2835, 4);  // 72 dots per inch
-  append(out, 2835, 4);
-  append(out, 256, 4);
-  append(out, 0, 4);
-  for (uint32_t level = 0; level < 256; ++level) append(out, level * 0x010101u, 4);
-  for (size_t row = static_cast<size_t>(f.height); row-- > 0;) {
-    out.insert(out.end(), &f.pixels[row * width], &f.pixels[row * width] + width);
-    out.resize(out.size() + stride - width);
+  constexpr uint32_t kOffset = kBmpHeaders + kBmpPalette;
+  const auto size = static_cast<uint32_t>(stride * static_cast<size_t>(f.height));
+  std::vector<uint32_t> words = {kOffset + size,
+                                 0,
+                                 kOffset,
+                                 40,
+                                 static_cast<uint32_t>(f.width),
+                                 static_cast<uint32_t>(f.height),
+                                 1 | 8 << 16,
+                                 0,
+                                 size,
+                                 2835,
+                                 2835,  // 72 dots per inch
+                                 256,
+                                 0};
+  for (uint32_t level = 0; level < 256; ++level) words.push_back(level * 0x010101u);
+  bytes out(kOffset + size);
+  memcpy(out.data(), "BM", 2);
+  memcpy(&out[2], words.data(), words.size() * sizeof words[0]);
+  for (size_t row = 0; row < static_cast<size_t>(f.height); ++row) {
+    memcpy(&out[out.size() - (row + 1) * stride], &f.pixels[row * width], width);
   }
   return out;
 }
 
 bytes pgm_bytes(const frame &f) {
-  const std::string header = "P5\n" + std::to_string(f.width) + " " + std::to_string(f.height) +
-                             (f.is_raw() ? "\n65535\n" : "\n255\n");
+  int32_t largest = 255;
+  if (f.is_raw()) {
+    largest = (1 << f.sample_bits) - 1;
+    if (*std::max_element(f.samples.begin(), f.samples.end()) > largest) largest = 65535;
+  }
+  const std::string header = fmt::format("P5\n{} {}\n{}\n", f.width, f.height, largest);
   bytes out(header.begin(), header.end());
   out.insert(out.end(), f.pixels.begin(), f.pixels.end());
   for (const uint16_t sample : f.samples) {
@@ -275,22 +292,28 @@ bytes pgm_bytes(const frame &f) {
 
 bytes raw_bytes(const frame &f) {
   bytes out = f.pixels;
-  for (const uint16_t sample : f.samples) append(out, sample, 2);
+  out.resize(f.pixels.size() + 2 * f.samples.size());
+  if (f.is_raw()) memcpy(out.data(), f.samples.data(), out.size());
   return out;
 }
 
-bytes png_bytes(const frame &f) {
+bytes png_bytes(int32_t width, int32_t height, int channels, const bytes &pixels) {
   bytes out;
   const auto collect = [](void *context, void *data, int size) {
     const auto *begin = static_cast<const uint8_t *>(data);
     auto *to = static_cast<bytes *>(context);
     to->insert(to->end(), begin, begin + size);
   };
-  stbi_write_png_to_func(collect, &out, f.width, f.height, 1, f.pixels.data(), f.width);
+  stbi_write_png_to_func(collect, &out, width, height, channels, pixels.data(), width * channels);
   return out;
 }
 
 }  // namespace
+
+frame_error::frame_error(const fs::path &file, const std::string &reason)
+    : command_error(kBadFrame, printable(file) + ": " + reason) {}
+
+sheet_error::sheet_error(const fs::path &file) : frame_error(file, "a sheet, not a frame") {}
 
 frame load_frame(const fs::path &file, const raw_layout &layout) {
   bytes content = read_file(file);
@@ -298,41 +321,55 @@ frame load_frame(const fs::path &file, const raw_layout &layout) {
     return content.size() >= magic.size() &&
            memcmp(content.data(), magic.data(), magic.size()) == 0;
   };
-  if (is_raw_name(file)) return load_raw(file, content, layout);
+  const std::string extension = extension_of(file);
+  if (layout.always || extension == "raw" || extension == "bin") {
+    return load_raw(file, content, layout);
+  }
   if (begins_with("BM")) return load_bmp(file, std::move(content));
-  if (begins_with("\x89PNG\r\n\x1a\n")) return load_png(file, content);
+  if (begins_with(kPngSignature)) return load_png(file, content);
   if (begins_with("P5")) return load_pgm(file, content);
-  if (layout.width != 0 && layout.height != 0) return load_raw(file, content, layout);
-  throw frame_error(file, "neither BMP nor PNG nor PGM; raw samples need --width and --height");
+  for (const std::string known : {"png", "bmp", "pgm"}) {
+    if (extension == known) throw frame_error(file, "damaged: does not begin like a " + known);
+  }
+  throw frame_error(file, "neither BMP nor PNG nor PGM; raw samples need --raw");
 }
 
-void need_writable_format(const fs::path &file, bool raw_samples) {
-  const std::string extension = extension_of(file);
-  const bool any_depth = is_raw_name(file) || extension == ".pgm";
-  if (!any_depth && extension != ".png" && extension != ".bmp") {
-    throw frame_error(file, "the extension must be .png, .pgm, .bmp, .raw or .bin");
+std::string output_format(const fs::path &file, const std::string &given, bool raw_samples) {
+  const std::string format = !given.empty()            ? given
+                             : file == kStandardStream ? "pgm"
+                                                       : extension_of(file);
+  const bool any_depth = format == "pgm" || format == "raw" || format == "bin";
+  const auto refuse = [&](const char *why) {
+    throw command_error(kBadOutput, printable(file) + ": " + why);
+  };
+  if (!any_depth && format != "png" && format != "bmp") {
+    refuse("the extension must be .png, .pgm, .bmp, .raw or .bin");
   }
-  if (raw_samples && !any_depth) {
-    throw frame_error(file, "16-bit samples can be kept in .pgm, .raw and .bin only");
-  }
+  if (raw_samples && !any_depth) refuse("16-bit samples can be kept in .pgm, .raw and .bin only");
+  return format;
 }
 
-void save_frame(const fs::path &file, const frame &f) {
-  need_writable_format(file, f.is_raw());
-  const std::string extension = extension_of(file);
-  const bytes content = extension == ".png"   ? png_bytes(f)
-                        : extension == ".bmp" ? bmp_bytes(f)
-                        : extension == ".pgm" ? pgm_bytes(f)
-                                              : raw_bytes(f);
-  errno = 0;
-  std::ofstream stream(file, std::ios::binary);
-  stream.write(reinterpret_cast<const char *>(content.data()),
-               static_cast<std::streamsize>(content.size()));
-  stream.close();
-  if (!stream) {
-    throw frame_error(file, std::string("cannot be written: ") +
-                                (errno != 0 ? strerror(errno) : "unknown reason"));
-  }
+void save_frame(const fs::path &file, const std::string &format, const frame &f) {
+  write_output_file(file, format == "png"   ? png_bytes(f.width, f.height, 1, f.pixels)
+                          : format == "bmp" ? bmp_bytes(f)
+                          : format == "pgm" ? pgm_bytes(f)
+                                            : raw_bytes(f));
+}
+
+void save_sheet(const fs::path &file, int32_t width, int32_t height, const bytes &rgb) {
+  bytes png = png_bytes(width, height, 3, rgb);
+  const auto big_endian_bytes = [](uint32_t value) {
+    return std::bit_cast<std::array<uint8_t, 4>>(__builtin_bswap32(value));
+  };
+  constexpr size_t kAfterHeader = 33;
+  bytes chunk(kSheetMark.begin(), kSheetMark.end());
+  const auto length = big_endian_bytes(static_cast<uint32_t>(chunk.size() - 4));
+  const auto checksum = big_endian_bytes(
+      static_cast<uint32_t>(crc32(0, chunk.data(), static_cast<uInt>(chunk.size()))));
+  chunk.insert(chunk.begin(), length.begin(), length.end());
+  chunk.insert(chunk.end(), checksum.begin(), checksum.end());
+  png.insert(png.begin() + kAfterHeader, chunk.begin(), chunk.end());
+  write_output_file(file, png);
 }
 
 }  // namespace tools

@@ -4,22 +4,28 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <orva_fp/image.h>
 
+#include "tools/exit_status.h"
+
 namespace tools {
 
-// Up to this many pixels all image functions are exact.
+// Up to this many pixels the histograms are exact.
 inline constexpr int64_t kLargestFrame = HISTEQ_MAX_PIXELS;
 
-// One line that names the file and the reason.
-class frame_error : public std::runtime_error {
+// What is wrong with the frame in a file.
+class frame_error : public command_error {
  public:
-  frame_error(const std::filesystem::path &file, const std::string &reason)
-      : std::runtime_error(file.string() + ": " + reason) {}
+  frame_error(const std::filesystem::path &file, const std::string &reason);
+};
+
+// A picture that draws frames, and is none.
+class sheet_error : public frame_error {
+ public:
+  explicit sheet_error(const std::filesystem::path &file);
 };
 
 // An upright grey frame of 8-bit pixels or, as the sensor hands it over, of 16-bit samples: one of
@@ -29,8 +35,13 @@ struct frame {
   int32_t height = 0;
   std::vector<uint8_t> pixels;
   std::vector<uint16_t> samples;
+  int32_t sample_bits = 16;  // that the file's format leaves to the samples
 
   bool is_raw() const { return pixels.empty(); }
+  size_t size() const { return index(0, height); }
+  size_t index(int32_t x, int32_t y) const {
+    return static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x);
+  }
 };
 
 // What a raw file does not say itself; 0 where not given. bits 0 follows from the file's size.
@@ -38,18 +49,25 @@ struct raw_layout {
   int32_t width = 0;
   int32_t height = 0;
   int32_t bits = 0;
+  bool always = false;  // every file is raw, whatever its name and contents
 };
 
 // Reads a frame; throws frame_error. A file named .raw or .bin is raw, any other is what it begins
-// with, or raw when it begins like no image and a size is given.
+// with.
 frame load_frame(const std::filesystem::path &file, const raw_layout &layout);
 
-// Writes a frame in the format of the file's extension (.bmp, .png, .pgm, .raw, .bin); throws
-// frame_error. 16-bit samples go into PGM and raw files only.
-void save_frame(const std::filesystem::path &file, const frame &f);
+// bmp, png, pgm, raw or bin: the given one, or what the file's extension says, or PGM for standard
+// output. Throws command_error for another, and for one that cannot hold such samples: 16-bit ones
+// go into PGM and raw files only.
+std::string output_format(const std::filesystem::path &file, const std::string &given,
+                          bool raw_samples);
 
-// Throws frame_error unless save_frame knows the extension and can keep such samples in it.
-void need_writable_format(const std::filesystem::path &file, bool raw_samples);
+// Throws command_error when the file cannot be written; then there is the old file, or none.
+void save_frame(const std::filesystem::path &file, const std::string &format, const frame &f);
+
+// As PNG with a mark by which load_frame knows it. Three bytes per pixel; throws as save_frame.
+void save_sheet(const std::filesystem::path &file, int32_t width, int32_t height,
+                const std::vector<uint8_t> &rgb);
 
 }  // namespace tools
 

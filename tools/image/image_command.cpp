@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "tools/image/contact_sheet.h"
 #include "tools/image/inspect.h"
 
 namespace tools {
@@ -11,25 +12,23 @@ namespace {
 
 constexpr char kInspectHelp[] =
     R"(Standard output gets a table with a line per frame, or with --json an array with an object per
-frame (all measures, null where one does not apply; {"file", "error"} for a frame that cannot be
-read). With --out each frame gets a contact sheet OUT/FRAME.sheet.png.
-A file named .raw or .bin holds raw samples, 16-bit ones little-endian, and needs --width and
---height; so do the fp_data.bin files of sensor tests. 16-bit frames (raw, PGM, PNG) are checked for
-white noise, freed of their T dummy (row 0 and the middle column), and scaled to 8 bits.
-
-Exit status:
-  0  every frame was inspected
-  2  bad arguments
-  4  the output folder or a contact sheet cannot be written
-  6  a frame cannot be read
-  7  a frame is too large for the evaluation; all else was measured)";
+frame, or with --csv a row per frame (all measures, null or empty where one does not apply; "error"
+tells why a frame cannot be read). With --out each frame gets a contact sheet OUT/FRAME.sheet.png,
+or with --panel a picture OUT/FRAME.PANEL.png for each panel. Such pictures are skipped as frames.
+A frame of more than 4408 pixels is evaluated in tiles of so many, with the outcome of one piece.
+16-bit frames are checked for white noise, freed of their T dummy (row 0 and the middle column), and
+shown with the upper 8 of their bits in use: see --sample-bits.)";
 
 constexpr char kImageHelp[] =
-    R"(Formats: BMP (8 bits, uncompressed), PNG (grey), PGM (P5) and raw samples.)";
+    R"(Formats: BMP (8 bits, uncompressed), PNG (grey), PGM (P5) and raw samples, 16-bit ones
+little-endian. A file named .raw or .bin, such as the fp_data.bin of a sensor test, is raw, and so
+is any other with --raw; it needs --width and --height. The name - stands for standard input or
+output.)";
 
 }  // namespace
 
 void add_layout_options(CLI::App *command, raw_layout &layout) {
+  command->add_flag("--raw", layout.always, "The files hold raw samples, whatever their names");
   command->add_option("--width", layout.width, "Width of raw files in pixels")
       ->check(CLI::PositiveNumber);
   command->add_option("--height", layout.height, "Height of raw files in pixels")
@@ -38,15 +37,12 @@ void add_layout_options(CLI::App *command, raw_layout &layout) {
       ->check(CLI::IsMember({8, 16}));
 }
 
-void add_inspect_command(CLI::App *image, exit_status &result) {
-  const auto job = std::make_shared<inspect_job>();
-  inspect_settings &s = job->settings;
-  CLI::App *command = image->add_subcommand("inspect", "Measures frames and draws what was found");
-  command->footer(kInspectHelp);
-  command->add_option("frames", job->files, "Frames to inspect")->required()->type_name("FRAME");
-  command->add_option("--out", job->out, "Folder of the contact sheets; created if missing");
-  command->add_flag("--json", job->json, "Print all measures as JSON");
+void add_frame_options(CLI::App *command, inspect_settings &s) {
   add_layout_options(command, s.layout);
+  command
+      ->add_option("--sample-bits", s.sample_bits,
+                   "Bits that 16-bit samples use; else what the format says, or 16")
+      ->check(CLI::Range(8, 16));
   command->add_flag("--keep-dummy", s.keep_dummy, "16-bit frames have no T dummy to remove");
   command->add_flag("--transposed", s.transposed, "16-bit frames are stored column by column");
   command->add_option("--high", s.high, "Pixels above are high")->capture_default_str();
@@ -67,14 +63,35 @@ void add_inspect_command(CLI::App *image, exit_status &result) {
                    "Share of brightest pixels that the second equalisation keeps")
       ->check(CLI::Range(0, 100))
       ->capture_default_str();
+}
+
+void add_inspect_command(CLI::App *image, exit_status &result) {
+  const auto job = std::make_shared<inspect_job>();
+  CLI::App *command = image->add_subcommand("inspect", "Measures frames and draws what was found");
+  command->footer(kInspectHelp);
+  command->add_option("frames", job->files, "Frames to inspect")->required()->type_name("FRAME");
+  CLI::Option *out =
+      command->add_option("--out", job->out, "Folder of the pictures; created if missing");
+  command->add_option("--panel", job->panels, "Draw this panel, and large, in place of the sheet")
+      ->check(CLI::IsMember(panel_names()))
+      ->needs(out);
+  CLI::Option *json = command->add_flag(
+      "--json", [job](int64_t) { job->form = report_form::kJson; }, "Print all measures as JSON");
+  command
+      ->add_flag(
+          "--csv", [job](int64_t) { job->form = report_form::kCsv; }, "Print all measures as CSV")
+      ->excludes(json);
+  add_frame_options(command, job->settings);
   command->callback([job, &result] { result = inspect(*job); });
 }
 
 void add_image_command(CLI::App &app, exit_status &result) {
-  CLI::App *image = app.add_subcommand("image", "Looks at frames, changes them, makes them up");
+  CLI::App *image =
+      app.add_subcommand("image", "Looks at frames, compares, changes and makes them");
   image->footer(kImageHelp);
   need_subcommand(image);
   add_inspect_command(image, result);
+  add_diff_command(image, result);
   add_apply_command(image, result);
   add_synth_command(image, result);
 }

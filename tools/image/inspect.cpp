@@ -2,16 +2,15 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <filesystem>
-#include <iostream>
-#include <map>
 #include <mutex>
+#include <set>
 #include <thread>
 #include <unistd.h>
 
 #include "tools/image/contact_sheet.h"
-#include "tools/image/report.h"
+#include "tools/image/text.h"
+#include "tools/output_file.h"
 #include "tools/output_folder.h"
 
 namespace tools {
@@ -30,12 +29,12 @@ class progress {
   void note(const std::string &line) {
     const std::lock_guard lock(mutex_);
     wipe();
-    fprintf(stderr, "orva-fp: %s\n", line.c_str());
+    print(stderr, "orva-fp: {}\n", line);
   }
   void step() {
     const std::lock_guard lock(mutex_);
     ++done_;
-    if (shown_) fprintf(stderr, "\r%zu of %zu frames", done_, total_);
+    if (shown_) print(stderr, "\r{} of {} frames", done_, total_);
   }
 
  private:
@@ -49,54 +48,62 @@ class progress {
   const bool shown_;
 };
 
-// FRAME.png in OUT for each frame; frames of one name in several folders are numbered.
-std::vector<fs::path> sheet_paths(const inspect_job &job) {
-  std::map<std::string, int> seen;
+// What the pictures of each frame begin with; frames of one name in several folders are numbered.
+std::vector<fs::path> picture_paths(const inspect_job &job) {
+  std::set<std::string> taken;
   std::vector<fs::path> paths;
   for (const std::string &file : job.files) {
-    std::string name = fs::path(file).filename().string();
-    const int count = ++seen[name];
-    if (count > 1) name += "-" + std::to_string(count);
-    paths.push_back(fs::path(job.out) / (name + ".sheet.png"));
+    const std::string plain =
+        file == kStandardStream ? "stdin" : fs::path(file).filename().string();
+    std::string name = plain;
+    for (int count = 2; !taken.insert(name).second; ++count) {
+      name = fmt::format("{}-{}", plain, count);
+    }
+    paths.push_back(fs::path(job.out) / name);
   }
   return paths;
 }
 
 struct outcome {
-  json measures;
+  json measures;  // null for a frame that is left out
   exit_status status = kPass;
+  bool tiled = false;
 };
 
-outcome inspect_one(const inspect_job &job, const std::string &file, const fs::path &sheet,
+void draw(const inspect_job &job, const std::string &file, const fs::path &picture,
+          const analysis &a, json &measures) {
+  const std::string title = printable(fs::path(file).filename());
+  if (job.panels.empty()) {
+    const std::string sheet = picture.string() + ".sheet.png";
+    write_contact_sheet(sheet, title, a, job.settings);
+    measures["sheet"] = sheet;
+  }
+  for (const std::string &panel : job.panels) {
+    const std::string sheet = fmt::format("{}.{}.png", picture.string(), panel);
+    write_contact_sheet(sheet, title, a, job.settings, panel);
+    measures["panels"].push_back(sheet);
+  }
+}
+
+outcome inspect_one(const inspect_job &job, const std::string &file, const fs::path &picture,
                     progress &show) {
   outcome result;
   const auto fail = [&](exit_status status, const std::string &what) {
     show.note(what);
     result.status = status;
+    if (status == kBadFrame) result.measures = to_json(file, what);
   };
   try {
     const analysis a = analyse(file, load_frame(file, job.settings.layout), job.settings);
     result.measures = to_json(file, a);
-    if (!a.evaluation) {
-      fail(kNotEvaluated, file + ": " + std::to_string(a.shown.width) + " x " +
-                              std::to_string(a.shown.height) + " is more than the " +
-                              std::to_string(EVAL_MARK_MAP_SIZE) +
-                              " pixels that the evaluation takes; measured without it");
-    }
-    if (!job.out.empty()) {
-      try {
-        write_contact_sheet(sheet, fs::path(file).filename().string(), a, job.settings);
-        result.measures["sheet"] = sheet.string();
-      } catch (const frame_error &error) {
-        fail(kBadOutput, error.what());
-      }
-    }
-  } catch (const std::exception &error) {  // also one that does not fit the memory
-    const std::string what = dynamic_cast<const frame_error *>(&error) != nullptr
-                                 ? error.what()
-                                 : file + ": " + error.what();
-    fail(kBadFrame, what);
-    result.measures = to_json(file, what);
+    result.tiled = a.marked.tiles > 1;
+    if (!job.out.empty()) draw(job, file, picture, a, result.measures);
+  } catch (const sheet_error &error) {
+    show.note(error.what() + std::string("; skipped"));
+  } catch (const command_error &error) {
+    fail(error.status(), error.what());
+  } catch (const std::exception &error) {  // one that does not fit the memory
+    fail(kBadFrame, fmt::format("{}: {}", printable(file), error.what()));
   }
   show.step();
   return result;
@@ -106,14 +113,14 @@ outcome inspect_one(const inspect_job &job, const std::string &file, const fs::p
 
 exit_status inspect(const inspect_job &job) {
   if (!job.out.empty()) prepare_output_folder(job.out);
-  const std::vector<fs::path> sheets = sheet_paths(job);
+  const std::vector<fs::path> pictures = picture_paths(job);
   std::vector<outcome> outcomes(job.files.size());
   {
     progress show(job.files.size());
     std::atomic<size_t> next = 0;
     const auto work = [&] {
       for (size_t i; (i = next++) < job.files.size();) {
-        outcomes[i] = inspect_one(job, job.files[i], sheets[i], show);
+        outcomes[i] = inspect_one(job, job.files[i], pictures[i], show);
       }
     };
     const size_t workers =
@@ -127,16 +134,17 @@ exit_status inspect(const inspect_job &job) {
   json measures = json::array();
   exit_status status = kPass;
   for (outcome &o : outcomes) {
-    measures.push_back(std::move(o.measures));
-    // The worst in the order output, frame, evaluation.
-    constexpr exit_status kOrder[] = {kPass, kNotEvaluated, kBadFrame, kBadOutput};
-    const auto rank = [&](exit_status s) {
-      return std::find(std::begin(kOrder), std::end(kOrder), s);
-    };
-    if (rank(o.status) > rank(status)) status = o.status;
+    if (!o.measures.is_null()) measures.push_back(std::move(o.measures));
+    // The worst in the order output, frame.
+    if (o.status == kBadOutput || status == kPass) status = o.status;
   }
-  std::cout << (job.json ? measures.dump(2, ' ', false, json::error_handler_t::replace) + "\n"
-                         : to_table(measures));
+  const auto tiled = std::ranges::count(outcomes, true, &outcome::tiled);
+  if (tiled != 0) {
+    print(stderr, "orva-fp: {} of {} frames: evaluated in tiles of at most {} pixels\n", tiled,
+          outcomes.size(), EVAL_MARK_MAP_SIZE);
+  }
+  const std::string text = report(measures, job.form);
+  write_output_file(kStandardStream, std::vector<uint8_t>(text.begin(), text.end()));
   return status;
 }
 

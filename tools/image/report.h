@@ -1,4 +1,4 @@
-// The measures of many frames as one table or as JSON.
+// The measures of many frames as a table, as JSON or as CSV.
 #ifndef ORVA_TOOLS_IMAGE_REPORT_H
 #define ORVA_TOOLS_IMAGE_REPORT_H
 
@@ -9,12 +9,15 @@
 
 namespace tools {
 
+enum class report_form : uint8_t { kTable, kJson, kCsv };
+
 // Flat, with the same keys for every frame; null where a measure does not apply.
 nlohmann::ordered_json to_json(const std::string &file, const analysis &a);
 nlohmann::ordered_json to_json(const std::string &file, const std::string &error);
 
-// The most asked-for keys of the measured ones in an array of such objects, a line per frame.
-std::string to_table(const nlohmann::ordered_json &frames);
+// An array of such objects. The table has the most asked-for keys of those that were measured; CSV
+// has a column for every key.
+std::string report(const nlohmann::ordered_json &frames, report_form form);
 
 }  // namespace tools
 

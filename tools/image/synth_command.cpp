@@ -1,27 +1,27 @@
 // orva-fp image synth: frames with known defects at known places.
-#include <cstdio>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "simulator/synthetic_frame.h"
+#include "tools/image/frame_file.h"
 #include "tools/image/image_command.h"
+#include "tools/image/text.h"
+#include "tools/output_file.h"
 
 namespace tools {
 
 namespace {
 
+using json = nlohmann::ordered_json;
 using simulator::synthetic_frame;
 
 constexpr char kHelp[] =
-    R"(Standard output names each defect and its place. The same arguments give the same file on every
-machine. OUT is written in the format of its extension: .png, .pgm, .bmp, .raw or .bin.
-
-Exit status:
-  0  OUT was written
-  2  bad arguments, or a defect that does not fit the frame
-  4  OUT cannot be written)";
+    R"(Standard output names each defect and its place; --truth writes them as JSON. The same arguments
+give the same file on every machine. OUT is written in the format of its extension: .png, .pgm, .bmp,
+.raw or .bin. Samples of 16 bits use 12: inspect them with --sample-bits 12.)";
 
 const std::map<std::string, synthetic_frame::place> kDirections = {
     {"row", {1, 0}}, {"column", {0, 1}}, {"down-right", {1, 1}}, {"down-left", {-1, 1}}};
@@ -30,6 +30,8 @@ const std::map<std::string, uint8_t> kLevels = {{"dark", synthetic_frame::kDark}
 
 struct options {
   std::string out;
+  std::string as;
+  std::string truth;
   int32_t width = 64;
   int32_t height = 64;
   uint32_t seed = 1;
@@ -39,6 +41,7 @@ struct options {
   std::string line_level = "dark";
   std::vector<int32_t> line_at;
   int32_t cluster = 0;
+  std::string cluster_level = "bright";
   std::vector<int32_t> cluster_at;
   int32_t water = 0;
   bool water_columns = false;
@@ -50,7 +53,7 @@ struct options {
 
 // A band of the given number of rows across the middle of the frame, or of columns down it. Its
 // ends stay off the border: a dark stretch that reaches it is not one of water.
-void add_water(synthetic_frame &f, const options &o) {
+json add_water(synthetic_frame &f, const options &o) {
   const int32_t across = o.water_columns ? f.height() : f.width();
   const int32_t along = o.water_columns ? f.width() : f.height();
   const int32_t length = across * 5 / 8;
@@ -59,68 +62,95 @@ void add_water(synthetic_frame &f, const options &o) {
   const int32_t columns = o.water_columns ? o.water : length;
   const int32_t rows = o.water_columns ? length : o.water;
   f.add_water(corner, columns, rows);
-  printf("water: columns %d to %d, rows %d to %d\n", corner.x, corner.x + columns - 1, corner.y,
-         corner.y + rows - 1);
+  return {
+      {"kind", "water"}, {"x", corner.x}, {"y", corner.y}, {"width", columns}, {"height", rows}};
 }
 
 // Where not given: centred, in the upper half.
-void add_line(synthetic_frame &f, const options &o) {
+json add_line(synthetic_frame &f, const options &o) {
   const synthetic_frame::place step = kDirections.at(o.direction);
   synthetic_frame::place start = {(f.width() - step.x * (o.dead_line - 1)) / 2,
                                   (f.height() - step.y * (o.dead_line - 1)) / 2};
   if (step.y == 0) start.y = f.height() * 3 / 8;
   if (!o.line_at.empty()) start = {o.line_at[0], o.line_at[1]};
-  f.add_line(start, step, o.dead_line, kLevels.at(o.line_level));
-  printf("dead line: %d pixels from %d,%d to %d,%d\n", o.dead_line, start.x, start.y,
-         start.x + step.x * (o.dead_line - 1), start.y + step.y * (o.dead_line - 1));
+  const uint8_t level = kLevels.at(o.line_level);
+  f.add_line(start, step, o.dead_line, level);
+  return {{"kind", "dead line"},      {"x", start.x},          {"y", start.y},
+          {"step", {step.x, step.y}}, {"length", o.dead_line}, {"level", level}};
 }
 
-void add_cluster(synthetic_frame &f, const options &o) {
+json add_cluster(synthetic_frame &f, const options &o) {
   synthetic_frame::place corner = {f.width() * 3 / 4, f.height() * 3 / 4};
   if (!o.cluster_at.empty()) corner = {o.cluster_at[0], o.cluster_at[1]};
-  f.add_cluster(corner, o.cluster, synthetic_frame::kBright);
-  printf("cluster: %d x %d pixels at %d,%d\n", o.cluster, o.cluster, corner.x, corner.y);
+  const uint8_t level = kLevels.at(o.cluster_level);
+  f.add_cluster(corner, o.cluster, level);
+  return {{"kind", "cluster"},  {"x", corner.x},       {"y", corner.y},
+          {"width", o.cluster}, {"height", o.cluster}, {"level", level}};
 }
 
-synthetic_frame make(const options &o) {
+// Each pixel with its column, row and level.
+json scattered(const char *kind, const synthetic_frame &f,
+               const std::vector<synthetic_frame::place> &places) {
+  json pixels = json::array();
+  for (const auto p : places) pixels.push_back({p.x, p.y, f.level(p)});
+  return {{"kind", kind}, {"count", places.size()}, {"pixels", pixels}};
+}
+
+synthetic_frame make(const options &o, json &defects) {
   constexpr uint8_t kFlatLevel = 128;
   synthetic_frame f = o.pattern == "flat" ? synthetic_frame(o.width, o.height, o.seed, kFlatLevel)
                                           : synthetic_frame(o.width, o.height, o.seed);
-  if (o.water != 0) add_water(f, o);
-  if (o.dead_line != 0) add_line(f, o);
-  if (o.cluster != 0) add_cluster(f, o);
-  if (o.saturate != 0) {
-    f.saturate(o.saturate);
-    printf("saturated: %d pixels between the first and last column\n", o.saturate);
-  }
+  if (o.water != 0) defects.push_back(add_water(f, o));
+  if (o.dead_line != 0) defects.push_back(add_line(f, o));
+  if (o.cluster != 0) defects.push_back(add_cluster(f, o));
+  if (o.saturate != 0) defects.push_back(scattered("saturated", f, f.saturate(o.saturate)));
   if (o.salt_pepper != 0) {
-    f.add_salt_and_pepper(o.salt_pepper);
-    printf("salt and pepper: %d pixels\n", o.salt_pepper);
+    defects.push_back(scattered("salt and pepper", f, f.add_salt_and_pepper(o.salt_pepper)));
   }
   return f;
+}
+
+// The values of a defect but the places of scattered pixels.
+std::string in_words(const json &defect) {
+  std::string text = defect["kind"].get<std::string>() + ":";
+  for (const auto &[key, value] : defect.items()) {
+    if (key != "kind" && key != "pixels") text += fmt::format(" {} {}", key, value.dump());
+  }
+  return text;
 }
 
 exit_status run(const options &o) {
   if (o.dummy && o.bits != 16) throw command_error(kBadUsage, "--dummy goes with --bits 16");
   if (int64_t{o.width} * o.height > kLargestFrame) {
-    throw command_error(kBadUsage, "more than " + std::to_string(kLargestFrame) + " pixels");
+    throw command_error(kBadUsage, fmt::format("more than {} pixels", kLargestFrame));
   }
   try {
-    need_writable_format(o.out, o.bits == 16);
-    const synthetic_frame f = make(o);
+    const std::string format = output_format(o.out, o.as, o.bits == 16);
+    json defects = json::array();
+    const synthetic_frame f = make(o, defects);
     const int32_t more = o.dummy ? 1 : 0;
     frame file{f.width() + more, f.height() + more, {}, {}};
     if (o.bits == 16) {
       file.samples = f.raw(o.dummy);
+      file.sample_bits = synthetic_frame::kSampleBits;
     } else {
       file.pixels = f.pixels();
     }
-    save_frame(o.out, file);
-    printf("%s: %d x %d, %d bits\n", o.out.c_str(), file.width, file.height, o.bits);
+    save_frame(o.out, format, file);
+    if (!o.truth.empty()) {
+      const json truth = {{"file", o.out},  {"width", f.width()}, {"height", f.height()},
+                          {"bits", o.bits}, {"dummy", o.dummy},   {"pattern", o.pattern},
+                          {"seed", o.seed}, {"defects", defects}};
+      const std::string text = truth.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+      write_output_file(o.truth, std::vector<uint8_t>(text.begin(), text.end()));
+    }
+    FILE *to = lines_beside(o.truth == kStandardStream ? o.truth : o.out);
+    for (const json &defect : defects) print(to, "{}\n", in_words(defect));
+    print(to, "{}: {} x {}, {} bits\n",
+          o.out == kStandardStream ? "standard output" : printable(o.out), file.width, file.height,
+          o.bits);
   } catch (const simulator::placement_error &error) {
     throw command_error(kBadUsage, error.what());
-  } catch (const frame_error &error) {
-    throw command_error(kBadOutput, error.what());
   }
   return kPass;
 }
@@ -136,28 +166,34 @@ void add_synth_command(CLI::App *image, exit_status &result) {
     return command->add_option(name, to, text)->check(size);
   };
   command->add_option("out", o->out, "File to write")->required()->type_name("OUT");
+  command->add_option("--as", o->as, "Format of OUT, whatever its name")
+      ->check(CLI::IsMember({"png", "pgm", "bmp", "raw", "bin"}));
+  command->add_option("--truth", o->truth, "File for the defects and their places as JSON");
   count("--width", o->width, "Width in pixels")->capture_default_str();
   count("--height", o->height, "Height in pixels")->capture_default_str();
   command->add_option("--seed", o->seed, "Another number, another frame")->capture_default_str();
   command->add_option("--pattern", o->pattern, "ridges or flat")
       ->check(CLI::IsMember({"ridges", "flat"}))
       ->capture_default_str();
-  count("--dead-line", o->dead_line, "A line of so many pixels of one level");
-  command->add_option("--dead-line-direction", o->direction, "row, column, down-right, down-left")
-      ->check(CLI::IsMember(&kDirections))
-      ->capture_default_str();
-  command->add_option("--dead-line-level", o->line_level, "dark or bright")
-      ->check(CLI::IsMember(&kLevels))
-      ->capture_default_str();
-  command->add_option("--dead-line-at", o->line_at, "Column and row of its first pixel: X,Y")
-      ->expected(2)
-      ->delimiter(',');
-  count("--cluster", o->cluster, "A bright square of so many pixels each way");
-  command->add_option("--cluster-at", o->cluster_at, "Column and row of its top left pixel: X,Y")
-      ->expected(2)
-      ->delimiter(',');
-  count("--water", o->water, "A dark band of so many rows");
-  command->add_flag("--water-columns", o->water_columns, "The band has so many columns instead");
+  const auto place = [&](const char *name, std::vector<int32_t> &to, const char *text) {
+    return command->add_option(name, to, text)->expected(2)->delimiter(',');
+  };
+  const auto choice = [&](const char *name, std::string &to, const char *text, const auto &from) {
+    return command->add_option(name, to, text)->check(CLI::IsMember(&from))->capture_default_str();
+  };
+
+  CLI::Option *line = count("--dead-line", o->dead_line, "A line of so many pixels of one level");
+  choice("--dead-line-direction", o->direction, "row, column, down-right, down-left", kDirections)
+      ->needs(line);
+  choice("--dead-line-level", o->line_level, "dark or bright", kLevels)->needs(line);
+  place("--dead-line-at", o->line_at, "Column and row of its first pixel: X,Y")->needs(line);
+  CLI::Option *cluster =
+      count("--cluster", o->cluster, "A square of so many pixels each way of one level");
+  choice("--cluster-level", o->cluster_level, "dark or bright", kLevels)->needs(cluster);
+  place("--cluster-at", o->cluster_at, "Column and row of its top left pixel: X,Y")->needs(cluster);
+  CLI::Option *water = count("--water", o->water, "A dark band of so many rows");
+  command->add_flag("--water-columns", o->water_columns, "The band has so many columns instead")
+      ->needs(water);
   count("--saturate", o->saturate, "So many pixels of 255, or samples of 65535, here and there");
   count("--salt-pepper", o->salt_pepper, "So many single pixels of 0 or 255");
   command->add_option("--bits", o->bits, "8, or 16 for samples of 12 bits in 16")

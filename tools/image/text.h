@@ -1,0 +1,34 @@
+// Text for people: lines on the standard streams, and names in them.
+#ifndef ORVA_TOOLS_IMAGE_TEXT_H
+#define ORVA_TOOLS_IMAGE_TEXT_H
+
+#include <cstdio>
+#include <fmt/format.h>
+#include <string>
+
+namespace tools {
+
+// The name for standard input and output.
+inline constexpr char kStandardStream[] = "-";
+
+// Where lines go beside an output: not between its bytes.
+inline FILE *lines_beside(const std::string &output) {
+  return output == kStandardStream ? stderr : stdout;
+}
+
+// fmt::print throws when a stream fails; standard output is checked at the end.
+template <typename... Parts>
+void print(FILE *to, fmt::format_string<Parts...> pattern, Parts &&...parts) {
+  fputs(fmt::format(pattern, std::forward<Parts>(parts)...).c_str(), to);
+}
+
+// Control characters and bytes that are no UTF-8 are escaped.
+inline std::string printable(const std::string &name) {
+  if (name == kStandardStream) return "standard input";
+  const std::string quoted = fmt::format("{:?}", name);
+  return quoted.substr(1, quoted.size() - 2);
+}
+
+}  // namespace tools
+
+#endif
