@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <sstream>
 #include <ucontext.h>
 
@@ -234,28 +235,28 @@ TEST(Examples, Water) {
     // A column is searched from its first pixel on, unlike a row.
     EXPECT_EQ(water(transposed(image, {46, 40}), {40, 46}), b.left == 0 || b.expected == 1);
   }
-  // 21 equal rows before another. With a mean of just below 101 the threshold is 95; with one of 4
-  // there is none.
+  // 21 equal rows before another. With a mean that is just short of 101 the threshold is 95; with
+  // one of 4 there is none.
   const struct {
-    bytes start;
-    uint8_t rest;
+    bytes row;
     int32_t rows, columns;
-  } lines[] = {{runs({{1, 120}, {1, 94}, {31, 95}, {1, 96}}), 103, 1, 1},
-      {runs({{1, 120}, {1, 94}, {30, 95}, {1, 96}}), 103, 0, 0},
-      {runs({{1, 120}, {40, 95}, {1, 96}}), 104, 0, 0},
-      {runs({{1, 120}, {9, 95}, {1, 94}, {31, 95}, {1, 96}}), 104, 1, 1},
-      {runs({{2, 94}, {30, 95}, {1, 96}}), 103, 0, 1},
-      {runs({{98, 0}, {1, 255}, {1, 200}}), 0, 0, 0}};
-  for (const auto &line : lines) {
-    bytes image;
-    for (int y = 0; y < 21; ++y) {
-      image.insert(image.end(), line.start.begin(), line.start.end());
-      image.resize(image.size() + 100 - line.start.size(), line.rest);
+  } lines[] = {{runs({{1, 120}, {1, 94}, {31, 95}, {1, 96}}), 1, 1},
+      {runs({{1, 120}, {1, 94}, {30, 95}, {1, 96}}), 0, 0},
+      {runs({{1, 120}, {40, 95}, {1, 96}}), 0, 0},
+      {runs({{1, 120}, {9, 95}, {1, 94}, {31, 95}, {1, 96}}), 1, 1},
+      {runs({{2, 94}, {30, 95}, {1, 96}}), 0, 1}, {runs({{98, 0}, {1, 255}, {1, 200}}), 0, 0}};
+  for (auto [row, rows, columns] : lines) {
+    const size_t left = 100 - row.size();
+    const size_t missing = 10099 - std::accumulate(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < left; ++i) {
+      row.push_back(static_cast<uint8_t>(missing / left + (i < missing % left ? 1 : 0)));
     }
+    bytes image;
+    for (int y = 0; y < 21; ++y) image.insert(image.end(), row.begin(), row.end());
     image.resize(22 * 100, 100);
     EXPECT_EQ(text(water(image, {100, 22}), water(transposed(image, {100, 22}), {22, 100})),
-        text(line.rows, line.columns))
-        << text(line.start);
+        text(rows, columns))
+        << text(row);
   }
 }
 

@@ -22,12 +22,14 @@ void set_image_size(frame_size size) {
 
 // ---- Functions of a frame, its size and numbers that are drawn after it -------------------------
 
-template <auto library, auto simple_form, auto... draws>
-void on_frame(scene &s) {
-  const frame_size size = s.size(kPixels);
+template <int32_t pixels, auto library, auto simple_form, auto... draws>
+void on_frame_of(scene &s) {
+  const frame_size size = s.size(pixels);
   uint8_t *image = s.guarded(s.frame(size));
   s.call(library, simple_form, image, size.width, size.height, draws(s, size)...);
 }
+template <auto library, auto simple_form, auto... draws>
+constexpr auto on_frame = on_frame_of<kPixels, library, simple_form, draws...>;
 
 int32_t any_number(scene &s, frame_size) { return s.in.number(); }
 int32_t any_percent(scene &s, frame_size) { return static_cast<int32_t>(s.in.below(400)) - 150; }
@@ -268,7 +270,7 @@ void bmp(scene &s) {
 
 constexpr comparison kComparisons[] = {
     {"evaluate_image", evaluate},
-    {"is_water", on_frame<is_water, simple::is_water>},
+    {"is_water", on_frame_of<20000, is_water, simple::is_water>},
     {"count_intensity_cs1", intensity<count_intensity_cs1, simple::count_intensity_cs1>},
     {"count_average_intensity_cs1",
         intensity<count_average_intensity_cs1, simple::count_average_intensity_cs1>},

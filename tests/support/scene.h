@@ -37,7 +37,7 @@ class scene {
         set_(set),
         called_(called) {}
 
-  // The set size, or one of up to drawn pixels, a line as often as a picture, but of at most most
+  // The set size, or one of up to drawn pixels, lines as often as pictures, but of at most most
   // pixels. At times one without pixels.
   frame_size size(int32_t drawn, int32_t most = INT32_MAX) {
     static constexpr frame_size kNone[] = {{0, 3}, {3, 0}, {-3, -4}, {-3, 7}, {7, -3}, {1, -1},
@@ -48,7 +48,7 @@ class scene {
     }
     const uint32_t kind = in.below(32);
     if (kind < 2) return kNone[in.below(std::size(kNone))];
-    const int32_t width = 1 + up_to((kind % 2 != 0 ? drawn : 100) - 1);
+    const int32_t width = 1 + up_to((kind < 16 ? drawn : kind < 24 ? 100 : 700) - 1);
     return {width, 1 + up_to(drawn / width - 1)};
   }
 
