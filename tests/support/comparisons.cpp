@@ -116,11 +116,12 @@ void deviation_of_doubles(scene &s) {
     const auto digits = static_cast<double>(static_cast<int64_t>(random.next()));
     number = std::ldexp(digits, static_cast<int>(random.below(exponents)));
   }
-  // At times one of whatever bits, an infinity or no number among them.
-  if (s.in.below(4) == 0 && !drawn.empty()) {
-    const auto raw = s.in.bytes(sizeof drawn[0]);
-    memcpy(&drawn[drawn.size() / 2], raw.data(), raw.size());
-  }
+  // At times an infinity, no number or one of whatever bits.
+  double odd[] = {HUGE_VAL, -HUGE_VAL, NAN, 0};
+  const auto raw = s.in.bytes(sizeof odd[3]);
+  memcpy(&odd[3], raw.data(), raw.size());
+  const uint32_t choice = s.in.below(16);
+  if (choice < std::size(odd) && !drawn.empty()) drawn[drawn.size() / 2] = odd[choice];
   const double *values = s.guarded(drawn);
   s.call(calculate_sd, simple::calculate_sd, values, s.told(drawn.size()));
 }

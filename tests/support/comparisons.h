@@ -24,6 +24,8 @@ struct comparison {
   }
 };
 
+inline void PrintTo(const comparison &c, std::ostream *out) { *out << c.name; }
+
 std::span<const comparison> comparisons();
 
 }  // namespace support
