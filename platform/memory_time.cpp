@@ -15,7 +15,7 @@ constexpr int32_t kDefaultPool = 1;
 
 uint64_t sys_get_heap_size(void) { return 0; }
 
-// A count of 0 is common with a null pointer, which libc's calls must not be given.
+// Callers may pass a null pointer with a count of 0, which libc's calls do not allow.
 
 void *sys_memcpy(void *dst, const void *src, uint32_t count) {
   return count == 0 ? dst : memcpy(dst, src, count);

@@ -14,6 +14,7 @@ namespace {
 
 constexpr uint32_t kLongestLimitMs = 0x7FFFFFFF;  // poll takes more for an endless wait
 constexpr int32_t kSliceMs = 10;
+constexpr uint32_t kSliceUs = kSliceMs * 1000;
 
 void log_outcome(int32_t line, const char *text) {
   output_log(orva::kLogInfo, orva::kLogTag, orva::kSensorTestFile, "wait_interrupt_in_sensor_test",
@@ -38,7 +39,7 @@ bool wait_slice() {
   const uint64_t start = orva::monotonic_us();
   if (orvaFpDeviceWaitInt(g_fp_device_handle, kSliceMs) == FP_OK) return true;
   const uint64_t lasted = orva::monotonic_us() - start;
-  if (lasted < kSliceMs * 1000) orva::pause_us(static_cast<uint32_t>(kSliceMs * 1000 - lasted));
+  if (lasted < kSliceUs) orva::pause_us(static_cast<uint32_t>(kSliceUs - lasted));
   return false;
 }
 

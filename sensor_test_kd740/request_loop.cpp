@@ -1,5 +1,5 @@
-// One request loop for all scripts. What a family of scripts does with each action code, and the
-// lines that it logs, stand in its table.
+// One request loop for all scripts. A table says what a family of scripts does with each action
+// code and what it logs.
 #include "sensor_test_kd740/request_loop.h"
 
 #include <cstddef>
@@ -51,8 +51,8 @@ struct step {
 }  // namespace
 
 struct script_family {
-  // Logged after every callback with the callback's status, result and data_len, of which the text
-  // takes as many as it names.
+  // Logged after every callback with its status, result and data_len; the text may leave out the
+  // last ones.
   test_line exchange;
   // Logged at the end of every step with the status of the latest operation and result.
   test_line step_end;
@@ -182,8 +182,8 @@ int32_t run_request_loop(const script &entry, sensor_test_request_fn request_fn,
   sensor_test_request request = {
       .script_id = entry.id, .interrupt_triggered = 0, .script_variant = entry.variant};
 
-  // Half a megabyte that is not cleared. These fields alone are read after a callback, and a
-  // callback that writes none of them ends the run with nothing saved.
+  // Half a megabyte, not cleared but for these fields: a callback that writes nothing ends the run
+  // with nothing saved.
   sensor_test_reply reply;
   reply.result = ORVA_TEST_STOP;
   reply.data_len = 0;

@@ -13,7 +13,7 @@ namespace orva {
 
 namespace {
 
-// Date of the latest save. A run is the only one in the process, and so are these.
+// Date of the latest save. A process runs one sensor test at a time, so one of each will do.
 time_t save_time;
 const tm *save_utc;
 

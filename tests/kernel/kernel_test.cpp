@@ -2,13 +2,11 @@
 // over a device's events, and what becomes of the library when the driver dies or the node is not
 // the driver's.
 #include <chrono>
-#include <csignal>
 #include <ctime>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -188,13 +186,6 @@ TEST_F(Kernel, EventsThatTheDriverShows) {
   }
 }
 
-TEST_F(Kernel, SignalDuringAWait) {
-  signal(SIGUSR1, [](int) {});
-  open_driver({});
-  const later interrupt(20ms, [main = pthread_self()] { pthread_kill(main, SIGUSR1); });
-  EXPECT_EQ(orvaFpDeviceWaitInt(g_fp_device_handle, 1000), FP_ERR_DRIVER_IO);
-}
-
 // The status is that of disarming.
 TEST_F(Kernel, DriverDiesDuringAWait) {
   open_driver({});
@@ -241,14 +232,6 @@ TEST_F(Kernel, NodeIsSomethingElse) {
     EXPECT_EQ(handle != 0, status == FP_ERR_DRIVER_IO);
     EXPECT_EQ(orvaFpDeviceClose(handle), FP_OK);
   }
-}
-
-TEST_F(Kernel, SecondOpenerIsRefused) {
-  open_driver({});
-  int32_t second = 1234;
-  EXPECT_EQ(orvaFpDeviceOpen(&second), FP_ERR_NO_DEVICE);
-  EXPECT_EQ(second, 0);
-  EXPECT_EQ(orvaFpDeviceReset(g_fp_device_handle), FP_OK) << "the first is not disturbed";
 }
 
 }  // namespace

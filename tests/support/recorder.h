@@ -1,5 +1,5 @@
-// For programs that compile the library's sources without its logging calls: records every log call
-// as it is made, driver command and libc call in one journal, in order.
+// One journal of what the library does, in order: log calls, driver commands and libc calls. For
+// programs that compile the library's sources, with this in the place of its logging calls.
 #ifndef ORVA_TESTS_RECORDER_H
 #define ORVA_TESTS_RECORDER_H
 
@@ -10,23 +10,24 @@
 namespace support {
 
 // Entries, one a line:
-//   "LEVEL:LINE TEXT"    a log call of the sensor test's file and entry point
-//   "LEVEL:FILE FUNCTION:LINE TEXT"   of any other; FILE and FUNCTION only where they are others
-//   "FUNCTION:LINE TEXT"              of the device layer
-//   "reset 0"            a command with its len; detailed also "CLOCK PARAMETERS" and " buffers"
+//   "LEVEL:LINE TEXT"           a log call of orvaFpSensorTest
+//   "LEVEL:FUNCTION:LINE TEXT"  of another function; before it "FILE ", if not the sensor test's
+//   "FUNCTION:LINE TEXT"        of the device layer, in detailed journals
+//   "reset 0"                   a command with its len; detailed: "reset 0 CLOCK PARAMETERS"
 //   "poll 100 in", "usleep 15000", "remove PATH", "fopen PATH MODE"
-// What a command, usleep or fopen fails with "!" at its end.
-// "a | b" in a test's tables stands for two entries.
+// A command, usleep or fopen that fails has "!" at its end.
+
+// Entries as a test's table holds them: "a | b" for two.
 std::string lines(std::string entries);
 
 // As snprintf.
 std::string text(const char *format, ...);
 
-// Starts a journal on a fresh sensor. What the expected entries say happens: "!" makes a call fail,
-// and the last word of a poll ("in", "none", "error", "both", "fails") is its answer. Polls and
-// pauses take no time, but the clock goes on: by all of a pause or of a poll that nothing comes in,
-// by 2 ms when a signal cuts a pause short, by 4 ms when a poll fails. The first half of a short
-// form shows as its second.
+// Starts a journal on a fresh sensor. The expected entries also decide what happens: a call with
+// "!" fails, and a poll ends as its last word says ("in", "none", "error", "both", "fails"). Polls
+// and pauses return at once. The clock moves on by the length of a pause, or 2 ms when it fails;
+// and by the limit of a poll that ends with "none", or 4 ms when it "fails". In every entry the
+// first half of a short form is replaced with the second.
 using short_forms = std::vector<std::pair<std::string, std::string>>;
 void start_journal(const std::string &expected, bool detailed, short_forms forms = {});
 
