@@ -141,16 +141,19 @@ const std::string kData("\x09\0\x08", 3);
 constexpr const char *kFiles[][2] = {{"DATA", "fp_data.bin"}, {"NS", "orva_sensor_test_NS.log"},
     {"SNR", "orva_sensor_test_SNR.log"}};
 
+std::string version_lines(int32_t script_id) {
+  return text(
+      "4:195 sensor_test version X = V2.0.1, script_id = %d, options = 77 pDataLogPath = "
+      "DIR\n4:197 sensor_test build = 298, patch = 600\n",
+      script_id);
+}
+
 std::string setup(int32_t script_id) {
-  std::string journal;
-  if (script_id >= 1000 && script_id <= 1005) {
-    journal =
-        script_id % 3 == 1 ? "remove NS | 4:172 remove NS | " : "remove SNR | 4:179 remove SNR | ";
-  }
-  journal +=
-      "remove DATA | 4:185 remove DATA | 4:195 sensor_test version X = V2.0.1, script_id = %d, "
-      "options = 77 pDataLogPath = DIR | 4:197 sensor_test build = 298, patch = 600";
-  return text(lines(journal).c_str(), script_id);
+  const bool known = script_id >= 1000 && script_id <= 1005;
+  return lines(!known               ? ""
+               : script_id % 3 == 1 ? "remove NS | 4:172 remove NS"
+                                    : "remove SNR | 4:179 remove SNR") +
+         lines("remove DATA | 4:185 remove DATA") + version_lines(script_id);
 }
 
 std::string closing(int32_t status) { return text("4:655 orvaFpSensorTest() ret = %d\n", status); }
@@ -201,10 +204,11 @@ class Runs : public testing::Test {
     close_driver();
   }
 
-  void start(const std::string &expected) {
+  void start(const std::string &expected, const std::string &where = "") {
+    const std::string path = where.empty() ? folder.path().string() : where;
     support::short_forms forms = {{"wait_interrupt_in_sensor_test", "WAIT"}};
-    for (const auto &[form, name] : kFiles) forms.push_back({folder / name, form});
-    forms.push_back({folder.path(), "DIR"});
+    for (const auto &[form, name] : kFiles) forms.push_back({path + "/" + name, form});
+    forms.push_back({path, "DIR"});
     support::start_journal(expected, false, forms);
     support::libc().now = kNow;
   }
@@ -334,6 +338,11 @@ TEST_F(Runs, CallbackThatWritesLessThanItShould) {
     EXPECT_EQ(run(script_id, silent), FP_OK);
   }
   EXPECT_THAT(folder.files(), testing::IsEmpty());
+  const auto fills_text = [](auto, auto, auto, auto, sensor_test_reply *reply, auto) -> int32_t {
+    memset(reply->result_text, 'x', sizeof reply->result_text);
+    return 1;
+  };
+  EXPECT_EQ(run(1000, fills_text), FP_ERR_REQUEST_FAILED);
   EXPECT_EQ(run(1000, finish_with_data), FP_OK);
   EXPECT_EQ(folder.contents("orva_sensor_test_NS.log"), kDateLine);
 }
@@ -417,6 +426,7 @@ const text_case kTexts[] = {
     {994, "\xE2\x82\xAC", 991},
     {995, "\xE2\x82\xAC", 992},
     {996, "\xE2\x82\xACxxxx", 992},
+    {993, "\xF0\x9F\x98\x80", 989},
     {995, "\xF0\x9F\x98\x80", 991},
     {996, "\xF0\x9F\x98\x80", 992},
     {994, "\xF0\xBF\xBF\xBF\xBF\xBF", 992},  // not UTF-8: cut anywhere
@@ -442,24 +452,23 @@ TEST_F(Runs, ResultTextLength) {
 
 // 230 characters fit beside the longest name, 243 beside that of the data file.
 TEST_F(Runs, FolderPathThatDoesNotFitIsNeverUsedCut) {
+  play(7, {});
   for (const size_t length : {230u, 231u, 243u, 244u, 2000u}) {
     const std::string path = folder / std::string(length - folder.path().string().size() - 1, 'd');
     mkdir(path.c_str(), 0700);
-    support::start_journal("", false, {{path, "DIR"}});
+    start("", path);
     EXPECT_EQ(play(1002, {{.text = "t", .data = {1}}}, path.c_str()), FP_OK);
-    const std::string journal = "\n" + support::take_journal();
-    for (const auto &[name, longest, error] :
-        {std::tuple{"orva_sensor_test_SNR.log", 230u, "6:638 Save SNR result log"},
-            {"fp_data.bin", 243u, "6:544 Save bin"}}) {
-      const std::pair<std::string, bool> expected[] = {
-          {text("\nremove DIR/%s\n", name), length <= longest},
-          {text("\nfopen DIR/%s wb\n", name), length <= longest},
-          {text("sensor_test path too long, not removed: DIR/%s\n", name), length > longest},
-          {text("%s fail, errno=36\n", error), length > longest},
-      };
-      for (const auto &[entry, found] : expected)
-        EXPECT_EQ(journal.find(entry) != std::string::npos, found) << length << entry;
-    }
+    const bool log = length <= 230, data = length <= 243;
+    EXPECT_EQ(support::take_journal(),
+        lines(log ? "remove SNR | 4:179 remove SNR"
+                  : "6:179 sensor_test path too long, not removed: SNR") +
+            lines(data ? "remove DATA | 4:185 remove DATA"
+                       : "6:185 sensor_test path too long, not removed: DATA") +
+            version_lines(1002) +
+            "request 1002 0\n4:495 orvaFpSensorTest pfnCustomRequest SNR2 ret = 0, result = 0\n" +
+            lines(data ? "fopen DATA wb" : "6:544 Save bin fail, errno=36") +
+            "4:636 save result=SNR\n" +
+            lines(log ? "fopen SNR wb" : "6:638 Save SNR result log fail, errno=36") + closing(0));
   }
 }
 
@@ -495,18 +504,43 @@ TEST_F(Runs, ConfirmSavePath) {
             shown(c.src1), shown(c.src2)));
     EXPECT_STREQ(dest.data(), c.composed != nullptr ? c.composed : c.dest);
   }
-  // What overlaps the bytes to be written is refused.
-  char buffer[16] = "ab";
-  const std::tuple<const char *, const char *, const char *> overlaps[] = {{buffer, "c", "ab"},
-      {"/", buffer + 1, "ab"}, {buffer + 3, "ab", "ab"}, {"a", buffer + 2, "ab"},
-      {"ab", buffer + 4, "ab/"}};
-  for (const auto &[src1, src2, after] : overlaps) {
-    EXPECT_EQ(confirm_save_path(buffer, 16, src1, src2), after[2] == '/') << after;
-    EXPECT_STREQ(buffer, after);
-  }
-  support::take_journal();
   EXPECT_EQ(confirm_save_path(nullptr, 10, "a", "b"), 0);
   EXPECT_EQ(support::take_journal(), "4:confirm_save_path:90 addr of destination is NULL !!\n");
+}
+
+// Places in a buffer of "ab", NUL, "cd", NUL.
+struct overlap_case {
+  int dest;
+  int src1;  // -1 for a text elsewhere
+  int src2;
+  bool composed;
+};
+
+const overlap_case kOverlaps[] = {
+    {0, 0, -1, false},
+    {0, -1, 1, false},
+    {2, 0, -1, false},  // the NUL of the source is where dest begins
+    {2, -1, 0, false},
+    {3, 0, -1, true},  // dest begins right after it
+    {3, -1, 0, true},
+    {0, 2, -1, false},  // the source begins where the last byte is written
+    {0, -1, 2, false},
+    {0, 4, -1, true},  // it begins right after that
+    {0, -1, 4, true},
+};
+
+TEST_F(Runs, ConfirmSavePathRefusesWhatItWouldOverwrite) {
+  for (const overlap_case &c : kOverlaps) {
+    char buffer[16] = "ab\0cd";
+    const std::string before(buffer, sizeof buffer);
+    const char *src1 = c.src1 < 0 ? "z" : buffer + c.src1,
+               *src2 = c.src2 < 0 ? "z" : buffer + c.src2;
+    const std::string path = std::string(src1) + "/" + src2;
+    EXPECT_EQ(confirm_save_path(buffer + c.dest, 10, src1, src2), c.composed) << path;
+    EXPECT_EQ(
+        c.composed ? path == buffer + c.dest : before == std::string(buffer, sizeof buffer), true)
+        << path;
+  }
 }
 
 // ---- Resources -----------------------------------------------------------------------------
