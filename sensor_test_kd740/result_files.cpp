@@ -43,9 +43,8 @@ void start_with_date(log_text &text) {
   tm *utc = gmtime(&save_time);
   save_utc = utc;
   const char *date = utc != nullptr ? asctime(utc) : nullptr;
-  const int length =
-      snprintf(text.bytes, sizeof text.bytes, "Date: %s", date != nullptr ? date : "");
-  text.length = std::min(static_cast<size_t>(std::max(length, 0)), kLongestText);
+  snprintf(text.bytes, sizeof text.bytes, "Date: %s", date != nullptr ? date : "");
+  text.length = strlen(text.bytes);
 }
 
 void append_result_text(log_text &text, const char (&result_text)[SENSOR_TEST_TEXT_SIZE],
@@ -135,13 +134,12 @@ int32_t confirm_save_path(char *dest, int32_t dest_len, const char *src1, const 
   output_log(kLogInfo, kLogTag, kSensorTestFile, kFunction, 95,
              "Save dest=%s, dest len=%d, src1=%s, src2=%s", dest, dest_len, text_or_null(src1),
              text_or_null(src2));
-  if (dest_len <= 0 || src1 == nullptr || src2 == nullptr) return 0;
+  if (src1 == nullptr || src2 == nullptr) return 0;
 
   const size_t length1 = strlen(src1);
   const size_t length2 = strlen(src2);
-  const auto room = static_cast<size_t>(dest_len);
-  if (length1 >= room || length2 >= room || length1 + length2 + 2 > room) return 0;
-  const size_t size = length1 + length2 + 2;
+  const size_t size = length1 + 1 + length2 + 1;
+  if (dest_len < 0 || size > static_cast<size_t>(dest_len)) return 0;
   if (overlap(dest, size, src1, length1 + 1) || overlap(dest, size, src2, length2 + 1)) return 0;
 
   memcpy(dest, src1, length1);
