@@ -222,7 +222,7 @@ void summarise_blocks(analysis &a, const inspect_settings &settings) {
   {
     const std::lock_guard lock(size_mutex);
     g_img_alg_sd = {width, height};
-    uint32_t count = 4;
+    uint32_t count = BLOCK_COUNT_QUADRANTS;
     vCalculateBlockDRCS1(pixels, &count, a.quadrant_means.data(), nullptr, slice);
     count = 0;
     vCalculateBlockDRCS1(pixels, &count, b.means.data(), nullptr, slice);
@@ -294,7 +294,7 @@ void look_for_noise(analysis &a, const inspect_settings &settings) {
   a.spikes.spike_delta = static_cast<uint32_t>(settings.spike_delta);
   a.noise_result = fr_has_noise(a.shown.pixels.data(), width, height, &a.spikes);
   a.noise = {width > 2 && height > 2, a.noise_result != 0};
-  a.strong_spike_limit = 3 * (width / 48);
+  a.strong_spike_limit = NOISE_STRONG_LIMIT * (width / NOISE_STRONG_COLUMNS);
 
   a.despiked = a.shown.pixels;
   a.spikes_removed =
