@@ -165,6 +165,31 @@ void otsu(scene &s) {
       &means[1], mask);
 }
 
+// Rows whose best thresholds only rounding tells apart are rare.
+void otsu_of_many_rows(scene &s) {
+  constexpr size_t kRows = 16;
+  random_source random(s.in.below(1 << 24));
+  bytes all;
+  size_t ends[kRows];
+  for (size_t &end : ends) {
+    const bytes row = few_levels(random);
+    all.insert(all.end(), row.begin(), row.end());
+    end = all.size();
+  }
+  const uint8_t *image = s.guarded(all);
+  const uint8_t *mask = s.guarded_or_null(s.mask({static_cast<int32_t>(all.size()), 1}));
+  uint32_t *counts = s.guarded(std::vector<uint32_t>(2 * kRows));
+  double *means = s.guarded(std::vector<double>(2 * kRows));
+  size_t at = 0;
+  for (const size_t end : ends) {
+    s.call(ucFindOtsuThCS1, simple::ucFindOtsuThCS1, image + at, static_cast<int32_t>(end - at), 1,
+        counts, counts + 1, means, means + 1, mask == nullptr ? mask : mask + at);
+    counts += 2;
+    means += 2;
+    at = end;
+  }
+}
+
 // Both block functions; the first has a mode for quadrants, the second an unused argument.
 template <auto library, auto simple_form, typename... Unused>
 void blocks(scene &s, Unused... unused) {
@@ -285,6 +310,7 @@ constexpr comparison kComparisons[] = {
     {"offset_min", offset},
     {"find_otsu_th", otsu<uint8_t, find_otsu_th, simple::find_otsu_th>},
     {"ucFindOtsuThCS1", otsu<double, ucFindOtsuThCS1, simple::ucFindOtsuThCS1>},
+    {"ucFindOtsuThCS1, many rows", otsu_of_many_rows},
     {"vCalculateBlockDRCS1", blocks<vCalculateBlockDRCS1, simple::vCalculateBlockDRCS1>},
     {"vCalculateBlockDROtsuCS1",
         [](scene &s) {

@@ -1,6 +1,6 @@
 #include "support/frames.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace support {
 
@@ -53,24 +53,6 @@ uint32_t pixel(pattern kind, uint32_t x, uint32_t y, uint8_t level, random_sourc
   return level;
 }
 
-// Equal numbers of paired levels make scores that tie, or tie but for their rounding.
-void add_few_levels(std::vector<uint8_t> &frame, random_source &random) {
-  const uint32_t spread = 1 + random.below(random.below(3) == 0 ? 255 : 12);
-  const uint32_t base = random.below(256 - spread);
-  std::ranges::fill(frame, static_cast<uint8_t>(base + spread / 2));
-  auto place = frame.begin();
-  const auto add = [&](uint32_t level, uint32_t count) {
-    place = std::fill_n(
-        place, std::min<ptrdiff_t>(count, frame.end() - place), static_cast<uint8_t>(base + level));
-  };
-  for (uint32_t levels = 2 + random.below(5); levels > 0; --levels) {
-    const uint32_t count = 1 + random.below(random.below(4) == 0 ? 40 : 3);
-    const uint32_t level = random.below(spread + 1);
-    add(level, count);
-    if (random.below(2) == 0) add(spread - level, count);
-  }
-}
-
 void mirror_half(std::vector<uint8_t> &frame, random_source &random) {
   for (size_t i = 0; i + 1 < frame.size() / 2; i += 2) {
     frame[i] = static_cast<uint8_t>(random.below(random.below(2) == 0 ? 100 : 20));
@@ -108,10 +90,28 @@ std::vector<uint8_t> make_frame(pattern kind, frame_size size, uint64_t seed) {
   for (uint32_t i = 0; i < frame.size(); ++i) {
     frame[i] = static_cast<uint8_t>(pixel(kind, i % width, i / width, level, random));
   }
-  if (kind == pattern::kFewLevels) add_few_levels(frame, random);
+  if (kind == pattern::kFewLevels) {
+    const std::vector<uint8_t> part = few_levels(random);
+    for (size_t i = 0; i < frame.size(); ++i) frame[i] = part[i % part.size()];
+  }
   if (kind == pattern::kMirrored) mirror_half(frame, random);
   if (kind == pattern::kBands) add_bands(frame, size, random);
   return frame;
+}
+
+std::vector<uint8_t> few_levels(random_source &random) {
+  const uint32_t spread = 1 + random.below(random.below(3) == 0 ? 255 : 12);
+  const uint32_t base = random.below(256 - spread);
+  std::vector<uint8_t> pixels;
+  for (uint32_t levels = 2 + random.below(5); levels > 0; --levels) {
+    const size_t count = 1 + random.below(random.below(4) == 0 ? 40 : 3);
+    const uint32_t offset = random.below(spread + 1);
+    pixels.insert(pixels.end(), count, static_cast<uint8_t>(base + offset));
+    if (random.below(2) == 0) {
+      pixels.insert(pixels.end(), count, static_cast<uint8_t>(base + spread - offset));
+    }
+  }
+  return pixels;
 }
 
 std::vector<uint8_t> make_mask(frame_size size, uint64_t seed) {

@@ -41,7 +41,7 @@ enum class pattern {
   kRamp,          // left to right through all levels
   kRidges,        // a fingerprint's ridges with a little noise
   kSaltPepper,    // ridges with isolated 0 and 255
-  kFewLevels,     // runs of a few levels, many of them paired about a middle level
+  kFewLevels,     // few_levels again and again
   kMirrored,      // pairs of levels mirrored about the middle of the range, then that middle
   kBands,         // bright with one to three dark bands, about as long and wide as water's limits
 };
@@ -51,6 +51,10 @@ inline constexpr uint32_t kPatterns = std::size(kPatternNames);
 inline const char *pattern_name(pattern kind) { return kPatternNames[static_cast<int>(kind)]; }
 
 std::vector<uint8_t> make_frame(pattern kind, frame_size size, uint64_t seed);
+
+// Runs of a few levels, many of them paired about a middle level: with as many pixels in either,
+// scores of thresholds tie, or tie but for their rounding.
+std::vector<uint8_t> few_levels(random_source &random);
 
 // Mask bytes 0, 1, 2 and 255, about two thirds of them 0.
 std::vector<uint8_t> make_mask(frame_size size, uint64_t seed);

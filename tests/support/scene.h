@@ -111,22 +111,24 @@ class scene {
     return contents.empty() ? nullptr : guarded(contents);
   }
 
-  // Calls the library's form or the simple one and keeps its result.
+  // Calls the library's form or the simple one and adds its result to those to compare.
   template <typename Function, typename... Args>
   void call(Function library, Function simple_form, Args... args) {
     const Function function = called_ == form::kLibrary ? library : simple_form;
     if constexpr (std::is_void_v<std::invoke_result_t<Function, Args...>>) {
       function(args...);
     } else {
-      result_ = static_cast<double>(function(args...));
+      results_.push_back(static_cast<double>(function(args...)));
     }
   }
 
   // How results and buffers differ from those of the other form; empty when they do not.
   std::string differences(const scene &other) const {
     std::ostringstream out;
-    if (std::bit_cast<uint64_t>(result_) != std::bit_cast<uint64_t>(other.result_)) {
-      out << "result " << result_ << ", not " << other.result_ << "; ";
+    for (size_t i = 0; i < results_.size(); ++i) {
+      const double mine = results_[i], theirs = other.results_[i];
+      if (std::bit_cast<uint64_t>(mine) == std::bit_cast<uint64_t>(theirs)) continue;
+      out << "result " << mine << ", not " << theirs << "; ";
     }
     int buffer = 0;
     for (auto a = buffers_.begin(), b = other.buffers_.begin(); a != buffers_.end(); ++a, ++b) {
@@ -153,7 +155,7 @@ class scene {
   const bool null_for_nothing_;
   const std::optional<set_frame> set_;
   const form called_;
-  double result_ = 0;
+  std::vector<double> results_;
   std::list<guarded_buffer<std::byte>> buffers_;
 };
 
