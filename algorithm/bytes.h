@@ -93,15 +93,15 @@ class square_sum {
 // The number of lanes in up to 255 masks, of no or all bits, that have all bits.
 class lane_count {
  public:
-  ORVA_INLINE void add(vector<uint8_t> mask) { count_ -= mask; }
+  ORVA_INLINE void add(vector<uint8_t> mask) { negative_ += mask; }
   ORVA_INLINE uint32_t total() const {
     byte_sum sum;
-    sum.add(count_);
+    sum.add(-negative_);
     return sum.total();
   }
 
  private:
-  vector<uint8_t> count_ = {};
+  vector<uint8_t> negative_ = {};  // all bits are -1
 };
 
 // 64 bytes of 0 or 1 as one bit each, the first byte as the lowest.
@@ -201,9 +201,14 @@ inline moments moments_of(const uint8_t *bytes, size_t size) {
 }
 
 ORVA_INLINE inline uint8_t smallest_lane(vector<uint8_t> v) {
-  uint8_t least = 255;
-  for (const uint8_t lane : lane_array<uint8_t>(v)) least = minimum(least, lane);
-  return least;
+  uint8_t smallest = 255;
+  for (const uint8_t lane : lane_array<uint8_t>(v)) smallest = minimum(smallest, lane);
+  return smallest;
+}
+ORVA_INLINE inline uint8_t largest_lane(vector<uint8_t> v) {
+  uint8_t largest = 0;
+  for (const uint8_t lane : lane_array<uint8_t>(v)) largest = maximum(largest, lane);
+  return largest;
 }
 
 // The smallest of the bytes that go into it, 255 for none.

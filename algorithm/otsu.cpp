@@ -4,8 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <tuple>
 
+#include "algorithm/bytes.h"
 #include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
@@ -13,12 +14,7 @@ namespace {
 
 // ---- Sweeps -------------------------------------------------------------------------------------
 
-// Pixels are taken two by two as 16-bit words, so that every step of the inner loop works on lanes
-// of one width.
-constexpr size_t kLanes = 32;
-constexpr size_t kStepBytes = 2 * kLanes;
-// A 16-bit lane takes two values of at most 255 per step: 128 steps fit.
-constexpr size_t kStepsPerFlush = 128;
+using bytes = orva::vector<uint8_t>;
 
 struct pixel_set {
   const uint8_t *values;
@@ -26,183 +22,103 @@ struct pixel_set {
   size_t size;
 };
 
-template <size_t kLevels>
-using levels = std::array<uint8_t, kLevels>;
-template <size_t kLevels>
-using sums = std::array<int64_t, kLevels>;
-
-uint16_t load_pair(const uint8_t *bytes) {
-  uint16_t pair;
-  memcpy(&pair, bytes, sizeof pair);
-  return pair;
-}
-
-// Adds max(value, level) over all values for every level, a value left out by the mask counting
-// as 0. At most kStepsPerFlush steps.
-template <bool kMasked, size_t kLevels>
-void add_maxima(const uint8_t *values, const uint8_t *mask, size_t steps,
-                const levels<kLevels> &candidates, sums<kLevels> &totals) {
-  std::array<int16_t, kLevels> level;
-  for (size_t k = 0; k < kLevels; ++k) level[k] = candidates[k];
-  uint16_t lanes[kLevels][kLanes] = {};
-  for (size_t step = 0; step < steps; ++step) {
-    for (size_t lane = 0; lane < kLanes; ++lane) {
-      const size_t at = step * kStepBytes + 2 * lane;
-      const uint16_t pair = load_pair(values + at);
-      int16_t first = static_cast<int16_t>(pair & 0xFF);
-      int16_t second = static_cast<int16_t>(pair >> 8);
-      // An AND vectorises where a conditional expression would become a branch.
-      if constexpr (kMasked) {
-        const uint16_t out = load_pair(mask + at);
-        first = static_cast<int16_t>(first & -((out & 0xFF) == 0));
-        second = static_cast<int16_t>(second & -((out >> 8) == 0));
-      }
-      for (size_t k = 0; k < kLevels; ++k) {
-        lanes[k][lane] = static_cast<uint16_t>(lanes[k][lane] + std::max(first, level[k]) +
-                                               std::max(second, level[k]));
-      }
-    }
-  }
-  for (size_t k = 0; k < kLevels; ++k) {
-    uint32_t total = 0;
-    for (size_t lane = 0; lane < kLanes; ++lane) total += lanes[k][lane];
-    totals[k] += total;
-  }
-}
-
-// Raises highest to the highest value that is not above limit, values left out by the mask apart.
-template <bool kMasked>
-void raise_to_highest(const uint8_t *values, const uint8_t *mask, size_t steps, uint8_t limit,
-                      uint8_t &highest) {
-  uint8_t lanes[kStepBytes] = {};
-  for (size_t step = 0; step < steps; ++step) {
-    for (size_t lane = 0; lane < kStepBytes; ++lane) {
-      const size_t at = step * kStepBytes + lane;
-      uint8_t value = values[at];
-      if constexpr (kMasked) value = static_cast<uint8_t>(value & -(mask[at] == 0));
-      value = static_cast<uint8_t>(value & -(value <= limit));
-      lanes[lane] = std::max(lanes[lane], value);
-    }
-  }
-  for (const uint8_t value : lanes) highest = std::max(highest, value);
-}
-
-// Calls visit with runs of at most kStepsPerFlush whole steps that make up the pixels. What is left
-// at the end is padded with zeros, which are above no level. Returns the number of bytes visited.
-template <typename Visitor>
-size_t for_each_run(const pixel_set &pixels, Visitor visit) {
-  const size_t whole_steps = pixels.size / kStepBytes;
-  for (size_t step = 0; step < whole_steps; step += kStepsPerFlush) {
-    const size_t at = step * kStepBytes;
-    visit(pixels.values + at, pixels.mask == nullptr ? nullptr : pixels.mask + at,
-          std::min(kStepsPerFlush, whole_steps - step));
-  }
-  const size_t done = whole_steps * kStepBytes;
-  if (done == pixels.size) return done;
-
-  uint8_t values[kStepBytes] = {};
-  uint8_t mask[kStepBytes] = {};
-  memcpy(values, pixels.values + done, pixels.size - done);
-  if (pixels.mask != nullptr) memcpy(mask, pixels.mask + done, pixels.size - done);
-  visit(values, pixels.mask == nullptr ? nullptr : mask, size_t{1});
-  return done + kStepBytes;
-}
-
-// For every level t the sum of (value - t) over the participating values above t. From the excess
-// over t and t + 1 follow the number of values above t (their difference) and their sum.
-template <size_t kLevels>
-sums<kLevels> excess(const pixel_set &pixels, const levels<kLevels> &candidates) {
-  sums<kLevels> totals{};
-  const size_t visited =
-      for_each_run(pixels, [&](const uint8_t *values, const uint8_t *mask, size_t steps) {
-        if (mask == nullptr) {
-          add_maxima<false>(values, mask, steps, candidates, totals);
-        } else {
-          add_maxima<true>(values, mask, steps, candidates, totals);
-        }
-      });
-  for (size_t k = 0; k < kLevels; ++k) {
-    totals[k] -= static_cast<int64_t>(visited) * candidates[k];
-  }
-  return totals;
-}
-
-// The highest participating value that is not above limit.
-uint8_t highest_up_to(const pixel_set &pixels, uint8_t limit) {
-  uint8_t highest = 0;
-  for_each_run(pixels, [&](const uint8_t *values, const uint8_t *mask, size_t steps) {
-    if (mask == nullptr) {
-      raise_to_highest<false>(values, mask, steps, limit, highest);
-    } else {
-      raise_to_highest<true>(values, mask, steps, limit, highest);
-    }
-  });
-  return highest;
-}
-
-size_t participants(const pixel_set &pixels) {
-  if (pixels.mask == nullptr) return pixels.size;
-  const sums<2> over = excess<2>({pixels.mask, nullptr, pixels.size}, {0, 1});
-  return pixels.size - static_cast<size_t>(over[0] - over[1]);
-}
-
-// ---- Small sets ---------------------------------------------------------------------------------
-
-// So few pixels that 16 bits hold their sum, whatever the level: a widened copy, filled up with
-// zeros, needs neither flushes nor ends.
-class small_set {
- public:
-  static constexpr size_t kMostPixels = 256;
-
-  explicit small_set(const pixel_set &pixels) : size(pixels.size) {
-    uint8_t bytes[kMostPixels] = {};
-    memcpy(bytes, pixels.values, size);
-    for (size_t i = 0; i < kMostPixels; ++i) values_[i] = bytes[i];
-  }
-
-  // The sum of max(value, level). Signed lanes, whose maximum every x86-64 processor has.
-  uint16_t sum_of_maxima(int16_t level) const {
-    uint16_t sum = 0;
-    for (const int16_t value : values_) sum = static_cast<uint16_t>(sum + std::max(value, level));
-    return sum;
-  }
-  uint8_t highest_up_to(int16_t limit) const {
-    int16_t highest = 0;
-    for (const int16_t value : values_) {
-      highest = std::max(highest, static_cast<int16_t>(value & -(value <= limit)));
-    }
-    return static_cast<uint8_t>(highest);
-  }
-
-  const size_t size;
-
- private:
-  int16_t values_[kMostPixels];
-};
-
-template <size_t kLevels>
-sums<kLevels> excess(const small_set &pixels, const levels<kLevels> &candidates) {
-  sums<kLevels> totals;
-  for (size_t k = 0; k < kLevels; ++k) {
-    totals[k] = pixels.sum_of_maxima(candidates[k]) -
-                static_cast<int64_t>(small_set::kMostPixels) * candidates[k];
-  }
-  return totals;
-}
-
-uint8_t highest_up_to(const small_set &pixels, uint8_t limit) {
-  return pixels.highest_up_to(limit);
-}
-
-size_t participants(const small_set &pixels) { return pixels.size; }
-
-// ---- Search -------------------------------------------------------------------------------------
-
 // The pixels above a level. The numbers are whole and far below 2^53; doubles save converting them.
 struct high_class {
   double count;
   double sum;
 };
+
+// Calls block(walk) for runs of so many pixels that no sum of bytes overflows; walk(visit) calls
+// visit(values) for vectors of them, with 0 for those left out and those beyond the end.
+template <typename Block>
+ORVA_INLINE inline void for_each_run(const pixel_set &pixels, Block block) {
+  constexpr size_t kRun = 255 * orva::kVectorBytes;
+  orva::for_each_block<kRun>(pixels.size, [&](size_t offset, size_t count) ORVA_INLINE {
+    const uint8_t *values = pixels.values + offset;
+    if (pixels.mask == nullptr) {
+      block([=](auto visit) ORVA_INLINE {
+        orva::for_each_vector<uint8_t, 4>(count, [&](auto at) ORVA_INLINE { visit(at(values)); });
+      });
+    } else {
+      const uint8_t *mask = pixels.mask + offset;
+      block([=](auto visit) ORVA_INLINE {
+        orva::for_each_vector<uint8_t, 4>(count, [&](auto at) ORVA_INLINE {
+          visit(at(values) & orva::at_least(bytes{}, at(mask)));
+        });
+      });
+    }
+  });
+}
+
+// The pixels that take part.
+high_class all_of(const pixel_set &pixels) {
+  size_t left_out = 0;
+  if (pixels.mask != nullptr) {
+    const pixel_set mask = {pixels.mask, nullptr, pixels.size};
+    for_each_run(mask, [&](auto walk) ORVA_INLINE {
+      orva::lane_count set;
+      walk([&](bytes mask_bytes)
+               ORVA_INLINE { set.add(orva::at_least(mask_bytes, orva::splat<uint8_t>(1))); });
+      left_out += set.total();
+    });
+  }
+  uint64_t sum = 0;
+  for_each_run(pixels, [&](auto walk) ORVA_INLINE {
+    orva::byte_sum values;
+    walk([&](bytes v) ORVA_INLINE { values.add(v); });
+    sum += values.total();
+  });
+  return {static_cast<double>(pixels.size - left_out), static_cast<double>(sum)};
+}
+
+// A level, at most 254, and what is above it.
+struct counted_level {
+  uint8_t level;
+  high_class above;
+};
+// As many are counted in one sweep over the pixels as registers hold the sums of.
+using sweep_levels = std::array<counted_level, 4>;
+
+void count_above(const pixel_set &pixels, sweep_levels &levels) {
+  // A pixel up to the level counts as the level in maxima, and as one in up_to.
+  std::array<uint64_t, std::tuple_size_v<sweep_levels>> maxima = {};
+  auto up_to = maxima;
+  for_each_run(pixels, [&](auto walk) ORVA_INLINE {
+    bytes level[maxima.size()];
+    orva::byte_sum run_maxima[maxima.size()];
+    orva::lane_count run_up_to[maxima.size()];
+    for (size_t k = 0; k < maxima.size(); ++k) level[k] = orva::splat(levels[k].level);
+    walk([&](bytes v) ORVA_INLINE {
+      for (size_t k = 0; k < maxima.size(); ++k) {
+        run_maxima[k].add(orva::maximum(v, level[k]));
+        run_up_to[k].add(orva::at_least(level[k], v));
+      }
+    });
+    for (size_t k = 0; k < maxima.size(); ++k) {
+      maxima[k] += run_maxima[k].total();
+      up_to[k] += run_up_to[k].total();
+    }
+  });
+  const uint64_t visited =
+      (pixels.size + orva::kVectorBytes - 1) / orva::kVectorBytes * orva::kVectorBytes;
+  for (size_t k = 0; k < maxima.size(); ++k) {
+    levels[k].above = {static_cast<double>(visited - up_to[k]),
+                       static_cast<double>(maxima[k] - levels[k].level * up_to[k])};
+  }
+}
+
+// The highest participating value that is not above limit.
+uint8_t highest_up_to(const pixel_set &pixels, uint8_t limit) {
+  bytes highest = {};
+  for_each_run(pixels, [&](auto walk) ORVA_INLINE {
+    walk([&](bytes v) ORVA_INLINE {
+      highest = orva::maximum(highest, v & orva::at_least(orva::splat(limit), v));
+    });
+  });
+  return orva::largest_lane(highest);
+}
+
+// ---- Search -------------------------------------------------------------------------------------
 
 struct otsu_result {
   uint8_t threshold;
@@ -212,24 +128,22 @@ struct otsu_result {
   float high_mean;
 };
 
-template <typename Pixels>
 class otsu_search {
  public:
-  otsu_search(const Pixels &pixels, int32_t width, int32_t height)
+  otsu_search(const pixel_set &pixels, int32_t width, int32_t height)
       : pixels_(pixels),
         total_(static_cast<float>(width) * static_cast<float>(height)),
         total_squared_(static_cast<double>(pixels.size) * static_cast<double>(pixels.size)) {}
 
   otsu_result run() {
-    all_.count = static_cast<double>(participants(pixels_));
-    all_.sum = static_cast<double>(excess<1>(pixels_, {0})[0]);
+    all_ = all_of(pixels_);
     if (all_.count == 0) return {};
 
     above(kBelowAll) = all_;
     above(255) = {0, 0};
     open_gap(kBelowAll, 255);
     estimate_ = static_cast<int>(all_.sum / all_.count);
-    while (drop_hopeless_gaps()) sweep(next_levels());
+    while (drop_hopeless_gaps()) sweep();
 
     if (best_score_ > 0) best_.threshold = highest_up_to(pixels_, best_.threshold);
     return best_;
@@ -255,23 +169,12 @@ class otsu_search {
     return above_[static_cast<size_t>(level - kBelowAll)];
   }
 
-  // The mean of the pixels in the gap, or the level beside that.
-  int middle(const gap &g) const {
-    const high_class &low = above(g.below);
-    const high_class &high = above(g.above);
-    const int mean = static_cast<int>((low.sum - high.sum) / (low.count - high.count));
-    return std::clamp(mean, g.below + 1, g.above - 1);
-  }
-
-  // Counts the classes of all levels whose successor is swept with them.
-  void sweep(const levels<4> &candidates) {
-    const sums<4> over = excess(pixels_, candidates);
-    for (size_t k = 0; k + 1 < candidates.size(); ++k) {
-      const uint8_t level = candidates[k];
-      if (candidates[k + 1] != level + 1) continue;
-      const int64_t count = over[k] - over[k + 1];
-      above(level) = {static_cast<double>(count), static_cast<double>(over[k] + level * count)};
-      split_gap(level);
+  void sweep() {
+    sweep_levels levels = next_levels();
+    count_above(pixels_, levels);
+    for (const counted_level &counted : levels) {
+      above(counted.level) = counted.above;
+      split_gap(counted.level);
     }
   }
 
@@ -357,31 +260,36 @@ class otsu_search {
     return kept != 0;
   }
 
-  // Three levels around the estimate while it lies in a gap, else the middles of the two most
-  // promising gaps, or three levels in the only one.
-  levels<4> next_levels() const {
+  // Levels around the estimate while it lies in a gap, else in the two most promising gaps, or in
+  // the only one. The closer to the best level, the narrower a gap must be to be hopeless.
+  sweep_levels next_levels() const {
     const gap *first = &gaps_[0];
     const gap *second = nullptr;
     for (size_t i = 0; i < gap_count_; ++i) {
       const gap *candidate = &gaps_[i];
-      if (candidate->holds(estimate_)) return levels_around(estimate_);
+      if (candidate->holds(estimate_)) {
+        return {at(estimate_ - 6), at(estimate_), at(estimate_ + 1), at(estimate_ + 7)};
+      }
       if (i == 0) continue;
       if (first->bound < candidate->bound) std::swap(candidate, first);
       if (second == nullptr || second->bound < candidate->bound) second = candidate;
     }
-    const int one = middle(*first);
-    if (second == nullptr) return levels_around(one);
-    const int other = middle(*second);
-    return {byte(one), byte(one + 1), byte(other), byte(other + 1)};
+    if (second == nullptr) {
+      return {within(*first, 1), within(*first, 2), within(*first, 4), within(*first, 6)};
+    }
+    return {within(*first, 1), within(*first, 3), within(*second, 1), within(*second, 3)};
   }
 
-  static levels<4> levels_around(int level) {
-    const int first = std::clamp(level - 1, 0, 252);
-    return {byte(first), byte(first + 1), byte(first + 2), byte(first + 3)};
+  // The level so many eighths of the gap away from its end on the side of the best level.
+  counted_level within(const gap &g, int eighths) const {
+    const int distance = std::max((g.above - g.below) * eighths / 8, 1);
+    return at(g.below < best_.threshold ? g.above - distance : g.below + distance);
   }
-  static uint8_t byte(int level) { return static_cast<uint8_t>(level); }
+  static counted_level at(int level) {
+    return {static_cast<uint8_t>(std::clamp(level, 0, 254)), {}};
+  }
 
-  const Pixels &pixels_;
+  const pixel_set &pixels_;
   const float total_;           // over all pixels, whatever the mask
   const double total_squared_;  // of the same number, unrounded
   high_class all_ = {};         // the participating pixels
@@ -400,9 +308,6 @@ otsu_result find_otsu(const uint8_t *image, int32_t width, int32_t height, const
   const size_t size = orva::plane(image, width, height).size();
   if (size == 0) return {};
   const pixel_set pixels = {image, mask, size};
-  if (mask == nullptr && size <= small_set::kMostPixels) {
-    return otsu_search(small_set(pixels), width, height).run();
-  }
   return otsu_search(pixels, width, height).run();
 }
 
