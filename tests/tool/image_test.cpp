@@ -280,7 +280,7 @@ TEST(ImageTool, ReportsAndPicturesGoWithTheirFrames) {
               0, "1\n"},
           {R"(im synth 'a,".png' >/dev/null; im inspect --csv a* none.png | sed 's/\r$//')", 0,
               "file,width,height,bits, ... ,sheet,panels,error\n\"a,\"\".png\",64,64,8,,,,, ... "
-              "none.png,,,, ... ,none.png: No such file or directory\n",
+              "\"none.png\",,,, ... ,\"none.png: No such file or directory\"\n",
               "orva-fp: none.png"},
           // In the order of the frames, however many work on them.
           {R"(for i in 1 2 3 4 5 6 7 8 9; do im synth f$i.pgm --width 4$i --seed $i >/dev/null; done

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <numbers>
 
 namespace tools {
 
@@ -29,19 +28,6 @@ void canvas::set(colour c) {
 void canvas::fill(box b, colour c) {
   set(c);
   cairo_rectangle(context_.get(), b.x, b.y, b.width, b.height);
-  cairo_fill(context_.get());
-}
-
-void canvas::fill_rounded(box b, double radius, colour c) {
-  constexpr double kQuarter = std::numbers::pi / 2;
-  const double left = b.x + radius, right = b.x + b.width - radius;
-  const double top = b.y + radius, bottom = b.y + b.height - radius;
-  set(c);
-  cairo_new_path(context_.get());
-  cairo_arc(context_.get(), right, top, radius, -kQuarter, 0);
-  cairo_arc(context_.get(), right, bottom, radius, 0, kQuarter);
-  cairo_arc(context_.get(), left, bottom, radius, kQuarter, 2 * kQuarter);
-  cairo_arc(context_.get(), left, top, radius, 2 * kQuarter, 3 * kQuarter);
   cairo_fill(context_.get());
 }
 

@@ -52,7 +52,6 @@ class canvas {
   canvas(int32_t width, int32_t height, colour background);
 
   void fill(box b, colour c);
-  void fill_rounded(box b, double radius, colour c);
   // Just inside the box.
   void frame(box b, double thickness, colour c);
   // With round ends, unless it has dashes: lengths of ink and gap by turns.

@@ -152,7 +152,8 @@ exit_status run(const options &o) {
   json measures;
   for (size_t i = 0; i < 2; ++i) {
     const std::filesystem::path given = o.files[i];
-    files[i] = std::filesystem::is_directory(given) ? given / "fp_data.bin" : given;
+    std::error_code none;
+    files[i] = std::filesystem::is_directory(given, none) ? given / "fp_data.bin" : given;
     frames[i] = analyse(files[i], load_frame(files[i], o.settings.layout), o.settings);
     measures[i == 0 ? "a" : "b"] = to_json(files[i], frames[i]);
   }
@@ -179,10 +180,9 @@ exit_status run(const options &o) {
     print(text, "{}", report(measures, report_form::kJson));
   } else {
     print(text, "{}", report({measures["a"], measures["b"]}, report_form::kTable));
-    fmt::print(
-        text,
-        "B - A: mean {:+.2f}, root mean square {:.2f}, {} pixels differ, largest {} at {},{}\n",
-        d.mean, d.root_mean_square, d.changed, d.largest, d.largest_at.x, d.largest_at.y);
+    print(text,
+          "B - A: mean {:+.2f}, root mean square {:.2f}, {} pixels differ, largest {} at {},{}\n",
+          d.mean, d.root_mean_square, d.changed, d.largest, d.largest_at.x, d.largest_at.y);
   }
   return kPass;
 }

@@ -1,7 +1,6 @@
 #include "tools/image/frame_file.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -31,7 +30,12 @@ constexpr size_t kBmpFileHeader = 14;
 constexpr size_t kBmpHeaders = kBmpFileHeader + 40;
 constexpr size_t kBmpPalette = 4 * 256;
 constexpr std::string_view kPngSignature = "\x89PNG\r\n\x1a\n";
-constexpr std::string_view kSheetMark("tEXtSoftware\0orva-fp sheet", 26);
+// The chunk of text that follows the header in our own pictures, with its length and checksum.
+constexpr size_t kPngHeader = 33;
+constexpr std::string_view kSheetMark(
+    "\0\0\0\x16tEXtSoftware\0orva-fp sheet"
+    "\xb0\x23\x7b\x31",
+    34);
 
 std::string extension_of(const fs::path &file) {
   std::string extension = file.extension().string();
@@ -142,9 +146,6 @@ void check_png_chunks(const fs::path &file, const bytes &content) {
     if (crc32(0, kind, length + 4) != big_endian(kind + 4 + length)) {
       throw frame_error(file, "damaged PNG: a checksum is wrong");
     }
-    if (length + 4 == kSheetMark.size() && memcmp(kind, kSheetMark.data(), length + 4) == 0) {
-      throw sheet_error(file);
-    }
     if (memcmp(kind, "IEND", 4) == 0) return;
     at += kAround + length;
   }
@@ -152,36 +153,34 @@ void check_png_chunks(const fs::path &file, const bytes &content) {
 
 frame load_png(const fs::path &file, const bytes &content) {
   check_png_chunks(file, content);
+  if (content.size() > kPngHeader + kSheetMark.size() &&
+      memcmp(&content[kPngHeader], kSheetMark.data(), kSheetMark.size()) == 0) {
+    throw sheet_error(file);
+  }
   const auto length = static_cast<int>(content.size());
-  const auto fail = [&] {
-    const char *reason = stbi_failure_reason();
-    throw frame_error(file, fmt::format("damaged PNG: {}", reason ? reason : "unknown reason"));
-  };
   frame f;
   int channels = 0;
-  if (!stbi_info_from_memory(content.data(), length, &f.width, &f.height, &channels)) fail();
-  need_size(file, f.width, f.height);
-
-  if (stbi_is_16_bit_from_memory(content.data(), length)) {
-    if (channels > 2) throw frame_error(file, "a colour image of 16 bits");
-    const std::unique_ptr<stbi_us, decltype(&stbi_image_free)> samples(
-        stbi_load_16_from_memory(content.data(), length, &f.width, &f.height, &channels, 1),
-        stbi_image_free);
-    if (!samples) fail();
-    f.samples.assign(samples.get(), samples.get() + f.size());
-    return f;
-  }
+  const bool known =
+      stbi_info_from_memory(content.data(), length, &f.width, &f.height, &channels) != 0;
+  if (known) need_size(file, f.width, f.height);
+  // Levels of 8 bits come as both halves of 16.
   const size_t kept = channels > 2 ? 3 : 1;
-  const std::unique_ptr<stbi_uc, decltype(&stbi_image_free)> pixels(
-      stbi_load_from_memory(content.data(), length, &f.width, &f.height, &channels,
-                            static_cast<int>(kept)),
+  const std::unique_ptr<stbi_us, decltype(&stbi_image_free)> samples(
+      known ? stbi_load_16_from_memory(content.data(), length, &f.width, &f.height, &channels,
+                                       static_cast<int>(kept))
+            : nullptr,
       stbi_image_free);
-  if (!pixels) fail();
-  f.pixels.resize(f.size());
-  for (size_t i = 0; i < f.pixels.size(); ++i) {
-    const uint8_t *p = pixels.get() + i * kept;
-    if (p[0] != p[kept - 1] || p[0] != p[kept / 2]) throw frame_error(file, "a colour image");
-    f.pixels[i] = p[0];
+  if (!samples) {
+    const char *reason = stbi_failure_reason();
+    throw frame_error(file, fmt::format("damaged PNG: {}", reason ? reason : "unknown reason"));
+  }
+  for (const stbi_us *s = samples.get(), *end = s + f.size() * kept; s != end; s += kept) {
+    if (s[0] != s[kept - 1] || s[0] != s[kept / 2]) throw frame_error(file, "a colour image");
+    f.samples.push_back(s[0]);
+  }
+  if (!stbi_is_16_bit_from_memory(content.data(), length)) {
+    f.pixels.assign(f.samples.begin(), f.samples.end());
+    f.samples.clear();
   }
   return f;
 }
@@ -251,6 +250,7 @@ bytes bmp_bytes(const frame &f) {
   const size_t stride = (width + 3) / 4 * 4;
   constexpr uint32_t kOffset = kBmpHeaders + kBmpPalette;
   const auto size = static_cast<uint32_t>(stride * static_cast<size_t>(f.height));
+  constexpr uint32_t kDotsPerMetre = 2835;
   std::vector<uint32_t> words = {kOffset + size,
                                  0,
                                  kOffset,
@@ -260,8 +260,8 @@ bytes bmp_bytes(const frame &f) {
                                  1 | 8 << 16,
                                  0,
                                  size,
-                                 2835,
-                                 2835,  // 72 dots per inch
+                                 kDotsPerMetre,
+                                 kDotsPerMetre,
                                  256,
                                  0};
   for (uint32_t level = 0; level < 256; ++level) words.push_back(level * 0x010101u);
@@ -358,17 +358,7 @@ void save_frame(const fs::path &file, const std::string &format, const frame &f)
 
 void save_sheet(const fs::path &file, int32_t width, int32_t height, const bytes &rgb) {
   bytes png = png_bytes(width, height, 3, rgb);
-  const auto big_endian_bytes = [](uint32_t value) {
-    return std::bit_cast<std::array<uint8_t, 4>>(__builtin_bswap32(value));
-  };
-  constexpr size_t kAfterHeader = 33;
-  bytes chunk(kSheetMark.begin(), kSheetMark.end());
-  const auto length = big_endian_bytes(static_cast<uint32_t>(chunk.size() - 4));
-  const auto checksum = big_endian_bytes(
-      static_cast<uint32_t>(crc32(0, chunk.data(), static_cast<uInt>(chunk.size()))));
-  chunk.insert(chunk.begin(), length.begin(), length.end());
-  chunk.insert(chunk.end(), checksum.begin(), checksum.end());
-  png.insert(png.begin() + kAfterHeader, chunk.begin(), chunk.end());
+  png.insert(png.begin() + kPngHeader, kSheetMark.begin(), kSheetMark.end());
   write_output_file(file, png);
 }
 

@@ -45,24 +45,20 @@ void add_frame_options(CLI::App *command, inspect_settings &s) {
       ->check(CLI::Range(8, 16));
   command->add_flag("--keep-dummy", s.keep_dummy, "16-bit frames have no T dummy to remove");
   command->add_flag("--transposed", s.transposed, "16-bit frames are stored column by column");
-  command->add_option("--high", s.high, "Pixels above are high")->capture_default_str();
-  command->add_option("--low", s.low, "Pixels below are low")->capture_default_str();
-  command->add_option("--deviation", s.deviation, "Pixels farther from the mean deviate")
-      ->capture_default_str();
+  const auto number = [&](const char *name, int32_t &to, const char *text, int32_t low = INT32_MIN,
+                          int32_t high = INT32_MAX) {
+    command->add_option(name, to, text)->check(CLI::Range(low, high))->capture_default_str();
+  };
+  number("--high", s.high, "Pixels above are high");
+  number("--low", s.low, "Pixels below are low");
+  number("--deviation", s.deviation, "Pixels farther from the mean deviate");
   command->add_flag("--spread-low", s.spread_low, "A low pixel marks its right neighbour as well");
-  command->add_option("--spike-delta", s.spike_delta, "Margin of spikes to count and remove")
-      ->check(CLI::Range(0, 255))
-      ->capture_default_str();
-  command->add_option("--block", s.block, "Side of the blocks in pixels")
-      ->check(CLI::Range(1, 255))
-      ->capture_default_str();
+  number("--spike-delta", s.spike_delta, "Margin of spikes to count and remove", 0, 255);
+  number("--block", s.block, "Side of the blocks in pixels", 1, 255);
   command->add_option("--center", s.center, "Side of the middle square; half the shorter side")
       ->check(CLI::PositiveNumber);
-  command
-      ->add_option("--white-percent", s.white_percent,
-                   "Share of brightest pixels that the second equalisation keeps")
-      ->check(CLI::Range(0, 100))
-      ->capture_default_str();
+  number("--white-percent", s.white_percent,
+         "Share of brightest pixels for equalised-white to keep", 0, 100);
 }
 
 void add_inspect_command(CLI::App *image, exit_status &result) {

@@ -88,18 +88,13 @@ std::string to_table(const json &frames) {
 }
 
 std::string to_csv(const json &frames) {
+  // An array is a text of JSON.
   const auto field = [](const json &value) -> std::string {
-    if (value.is_null()) return "";
-    if (!value.is_string() && !value.is_array()) return value.dump();
-    std::string text;
-    if (value.is_string()) text = value.get<std::string>();
-    for (size_t i = 0; value.is_array() && i < value.size(); ++i) {
-      text += (i == 0 ? "" : " ") +
-              (value[i].is_string() ? value[i].get<std::string>() : value[i].dump());
-    }
-    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+    if (value.is_null() || value.is_number()) return value.is_null() ? "" : value.dump();
     std::string quoted = "\"";
-    for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    for (const char c : value.is_string() ? value.get<std::string>() : value.dump()) {
+      quoted += c == '"' ? std::string(2, c) : std::string(1, c);
+    }
     return quoted + "\"";
   };
   json keys = to_json("", analysis());

@@ -27,6 +27,8 @@ constexpr double kLowest = 190;
 
 constexpr double kTickText = 10;
 
+double whole_if_large(double scale) { return scale > 1 ? std::floor(scale) : scale; }
+
 double placed(int32_t index, double side, double gap) { return index * (side + gap); }
 
 // 1, 2 or 5 times a power of ten: the first of at least least.
@@ -60,36 +62,20 @@ colour heat(double part) {
           std::lerp(from.blue, to.blue, rest)};
 }
 
-double sheet::measures::panel_height() const { return kTitle + height + kCaption; }
+double sheet::panel_height() const { return kTitle + height_ + kCaption; }
 
-sheet::measures sheet::measure(int32_t frame_width, int32_t frame_height, const plan &p) {
-  // Whole pixels where the frame is small enough to be enlarged.
-  double scale = p.largest / std::max(frame_width, frame_height);
-  if (scale > 1) scale = std::floor(scale);
-  const double width = std::max(frame_width * scale, 1.0);
-  const double height = std::max(frame_height * scale, 1.0);
-  const double room_x = std::max(std::ceil(width), kNarrowest);
-  const double room_y = std::max(std::ceil(height), kLowest);
-  return {p,
-          scale,
-          room_x + kLeftRim + kRightRim,
-          room_y + kTopRim + kBottomRim,
-          kLeftRim + std::floor((room_x - width) / 2),
-          kTopRim + std::floor((room_y - height) / 2)};
-}
-
+// Whole pixels where the frame is small enough to be enlarged.
 sheet::sheet(int32_t frame_width, int32_t frame_height, const plan &p)
-    : sheet(measure(frame_width, frame_height, p), frame_width, frame_height) {}
-
-sheet::sheet(const measures &m, int32_t frame_width, int32_t frame_height)
-    : canvas_(static_cast<int32_t>(2 * kMargin + placed(m.p.columns, m.width, kGap) - kGap),
-              static_cast<int32_t>((m.p.header ? kHeader : kMargin) +
-                                   placed(m.p.rows, m.panel_height(), kGap) - kGap + kMargin),
-              palette::kPaper),
-      scale_(m.scale),
-      m_(m),
+    : plan_(p),
       frame_width_(frame_width),
-      frame_height_(frame_height) {}
+      frame_height_(frame_height),
+      scale_(whole_if_large(p.largest / std::max(frame_width, frame_height))),
+      width_(std::max(std::ceil(frame_width * scale_), kNarrowest) + kLeftRim + kRightRim),
+      height_(std::max(std::ceil(frame_height * scale_), kLowest) + kTopRim + kBottomRim),
+      canvas_(static_cast<int32_t>(2 * kMargin + placed(p.columns, width_, kGap) - kGap),
+              static_cast<int32_t>((p.header ? kHeader : kMargin) +
+                                   placed(p.rows, panel_height(), kGap) - kGap + kMargin),
+              palette::kPaper) {}
 
 void sheet::write(const std::filesystem::path &file) {
   save_sheet(file, canvas_.width(), canvas_.height(), canvas_.rgb());
@@ -97,13 +83,13 @@ void sheet::write(const std::filesystem::path &file) {
 
 void sheet::header(const std::string &title, const std::string &line,
                    const std::vector<badge> &badges) {
-  constexpr double kGlyph = 13, kPad = 12;
+  constexpr double kGlyph = 13, kPad = 14;
   const text_style style = {.size = 13, .ink = palette::kPaper, .bold = true};
   double right = canvas_.width() - kMargin;
   for (const badge &b : badges) {
     const double width = canvas_.text_width(b.text, style) + kGlyph + 7 + 2 * kPad;
     right -= width;
-    canvas_.fill_rounded({right, 28, width, 28}, 8, b.c);
+    canvas_.line({right + 14, 42}, {right + width - 14, 42}, 28, b.c);
     canvas_.draw(b.glyph, {right + kPad, 35.5, kGlyph, kGlyph}, palette::kPaper);
     canvas_.text(right + kPad + kGlyph + 7, 47, b.text, style);
     right -= 10;
@@ -114,20 +100,23 @@ void sheet::header(const std::string &title, const std::string &line,
 }
 
 void sheet::begin(const std::string &title) {
-  const int32_t column = panels_ % m_.p.columns, row = panels_ / m_.p.columns;
+  const int32_t column = panels_ % plan_.columns, row = panels_ / plan_.columns;
   ++panels_;
-  x_ = kMargin + placed(column, m_.width, kGap);
-  y_ = (m_.p.header ? kHeader : kMargin) + placed(row, m_.panel_height(), kGap);
-  canvas_.text(x_, y_ + kTitle - 8, title, {.size = 14, .bold = true, .widest = m_.width - 100});
+  x_ = kMargin + placed(column, width_, kGap);
+  y_ = (plan_.header ? kHeader : kMargin) + placed(row, panel_height(), kGap);
+  canvas_.text(x_, y_ + kTitle - 8, title, {.size = 14, .bold = true, .widest = width_ - 100});
   y_ += kTitle;
-  canvas_.fill({x_, y_, m_.width, m_.height}, palette::kMat);
-  picture_ = {x_ + m_.left, y_ + m_.top, std::max(frame_width_ * scale_, 1.0),
-              std::max(frame_height_ * scale_, 1.0)};
+  canvas_.fill({x_, y_, width_, height_}, palette::kMat);
+  const double width = std::max(frame_width_ * scale_, 1.0);
+  const double height = std::max(frame_height_ * scale_, 1.0);
+  picture_ = {x_ + kLeftRim + std::floor((width_ - kLeftRim - kRightRim - width) / 2),
+              y_ + kTopRim + std::floor((height_ - kTopRim - kBottomRim - height) / 2), width,
+              height};
 }
 
 void sheet::caption(const std::string &first, const std::string &second) {
-  canvas_.text(x_, y_ + m_.height + 17, first, {.widest = m_.width});
-  canvas_.text(x_, y_ + m_.height + 34, second, {.ink = palette::kFaint, .widest = m_.width});
+  canvas_.text(x_, y_ + height_ + 17, first, {.widest = width_});
+  canvas_.text(x_, y_ + height_ + 34, second, {.ink = palette::kFaint, .widest = width_});
 }
 
 void sheet::legend(const std::vector<legend_entry> &entries, int32_t line) {
@@ -136,8 +125,8 @@ void sheet::legend(const std::vector<legend_entry> &entries, int32_t line) {
   for (const legend_entry &entry : entries) {
     length += kSwatch + kAfterSwatch + canvas_.text_width(entry.text, {}) + kAfterText;
   }
-  const double shrink = std::min(1.0, m_.width / length);
-  const double base = y_ + m_.height + 17 + line * 17;
+  const double shrink = std::min(1.0, width_ / length);
+  const double base = y_ + height_ + 17 + line * 17;
   double x = x_;
   for (const legend_entry &entry : entries) {
     canvas_.draw(entry.mark, {x, base - kSwatch + 0.5, kSwatch * shrink, kSwatch}, entry.c);
@@ -150,15 +139,15 @@ void sheet::legend(const std::vector<legend_entry> &entries, int32_t line) {
 
 void sheet::instead(const std::string &first, const std::string &second) {
   const text_style style = {.size = 13, .ink = palette::kFaint, .where = align::kCentre};
-  canvas_.text(x_ + m_.width / 2, y_ + m_.height / 2 - 4, first, style);
-  canvas_.text(x_ + m_.width / 2, y_ + m_.height / 2 + 15, second, style);
+  canvas_.text(x_ + width_ / 2, y_ + height_ / 2 - 4, first, style);
+  canvas_.text(x_ + width_ / 2, y_ + height_ / 2 + 15, second, style);
 }
 
 void sheet::draw_scale(const std::vector<uint32_t> &rgb, const std::string &low,
                        const std::string &high) {
   text_style style = {.size = kTickText, .ink = palette::kFaint, .where = align::kRight};
-  const double right = x_ + m_.width - canvas_.text_width(high, style) - 4;
-  canvas_.text(x_ + m_.width, y_ - 8.5, high, style);
+  const double right = x_ + width_ - canvas_.text_width(high, style) - 4;
+  canvas_.text(x_ + width_, y_ - 8.5, high, style);
   canvas_.image({right - kScaleLength, y_ - 17, kScaleLength, 9}, rgb, kScaleLength, 1);
   canvas_.frame({right - kScaleLength - 1, y_ - 18, kScaleLength + 2, 11}, 1, palette::kIdle);
   canvas_.text(right - kScaleLength - 4, y_ - 8.5, low, style);
@@ -196,22 +185,22 @@ box sheet::pixel(size_t i, double least) const {
 
 void sheet::label(point at, const std::string &text, colour c) {
   const text_style style = {.ink = c, .bold = true, .halo = true};
-  const double most = x_ + m_.width - 4 - canvas_.text_width(text, style);
+  const double most = x_ + width_ - 4 - canvas_.text_width(text, style);
   canvas_.text(std::clamp(at.x, x_ + 4, std::max(most, x_ + 4)),
-               std::clamp(at.y, y_ + kSmallText + 2, y_ + m_.height - 4), text, style);
+               std::clamp(at.y, y_ + kSmallText + 2, y_ + height_ - 4), text, style);
 }
 
 void sheet::chart(const std::vector<int32_t> &counts, int32_t first, int32_t step,
                   const std::vector<chart_line> &lines) {
   const double levels = static_cast<double>(counts.size());
-  const double bar = std::floor((m_.width - kLeftRim - kRightRim) / levels * 4) / 4;
+  const double bar = std::floor((width_ - kLeftRim - kRightRim) / levels * 4) / 4;
   const double left =
-      x_ + kLeftRim + std::floor((m_.width - kLeftRim - kRightRim - bar * levels) / 2);
-  const double bottom = y_ + m_.height - kBottomRim;
+      x_ + kLeftRim + std::floor((width_ - kLeftRim - kRightRim - bar * levels) / 2);
+  const double bottom = y_ + height_ - kBottomRim;
   // The lines' names stand above one another, so that neighbours do not run into each other.
   constexpr double kName = 13;
   const double head = kTopRim + kName * static_cast<double>(lines.size());
-  const double height = m_.height - kBottomRim - head;
+  const double height = height_ - kBottomRim - head;
   const int32_t most = std::max(*std::max_element(counts.begin(), counts.end()), 1);
   const auto rise = [&](int32_t count) { return height * std::sqrt(1.0 * count / most); };
   const auto across = [&](int32_t level) { return left + bar * (level - first + 0.5); };

@@ -114,31 +114,22 @@ class sheet {
   // Keeps a label of such a width inside the picture.
   void label(point at, const std::string &text, colour c);
 
-  canvas canvas_;
+  const plan plan_;
+  const int32_t frame_width_;
+  const int32_t frame_height_;
   const double scale_;  // from the frame's pixels to the picture's
+  const double width_;  // of a panel's mat
+  const double height_;
+  canvas canvas_;
 
  private:
   static constexpr int32_t kScaleLength = 44;
 
-  struct measures {
-    plan p;
-    double scale;
-    double width;   // of the mat
-    double height;  // of the mat
-    double left;    // of the picture in the mat
-    double top;
-    double panel_height() const;
-  };
-  sheet(const measures &m, int32_t frame_width, int32_t frame_height);
-  static measures measure(int32_t frame_width, int32_t frame_height, const plan &p);
-
+  double panel_height() const;
   void ticks();
   void draw_scale(const std::vector<uint32_t> &rgb, const std::string &low,
                   const std::string &high);
 
-  const measures m_;
-  const int32_t frame_width_;
-  const int32_t frame_height_;
   int32_t panels_ = 0;    // begun so far
   double x_ = 0, y_ = 0;  // of the current panel's mat
   box picture_{};
