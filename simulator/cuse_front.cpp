@@ -63,6 +63,7 @@ void drive_line(const answer &given) {
   if (given.interrupt_line == answer::line::kClear) return;
   switch (given.plan.what) {
     case interrupt_plan::kind::kNever:
+    case interrupt_plan::kind::kWaitFails:  // not in a driver's power
       break;
     case interrupt_plan::kind::kInterrupt:
       if (given.plan.delay_ms == 0) {
@@ -95,7 +96,7 @@ void on_init_done(void *) {
 
 void on_open(fuse_req_t request, fuse_file_info *file) {
   if (self.model.config().node == node_state::kNotOpenable) {
-    fuse_reply_err(request, EACCES);
+    fuse_reply_err(request, self.model.config().node_error_or(EACCES));
   } else if (self.opened) {
     fuse_reply_err(request, EBUSY);
   } else {

@@ -60,11 +60,18 @@ void pass(Message &message, T &value) {
   } else if constexpr (std::is_same_v<T, command>) {
     pass(message, value.record);
     pass(message, value.sent);
+    pass(message, value.received);
     pass(message, value.error);
   } else if constexpr (std::is_same_v<T, sensor_config>) {
     pass(message, value.node);
+    pass(message, value.node_error);
     pass(message, value.faults);
+    pass(message, value.receipts);
     pass(message, value.interrupts);
+  } else if constexpr (std::is_same_v<T, command_receipt>) {
+    pass(message, value.opcode);
+    pass(message, value.nth);
+    pass(message, value.bytes);
   } else {
     auto count = static_cast<uint32_t>(value.size());
     pass(message, count);

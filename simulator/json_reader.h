@@ -6,12 +6,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <initializer_list>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace simulator {
 
@@ -25,9 +26,9 @@ class json_value {
     std::function<void(const json_value &)> read;
   };
 
-  json_value(const nlohmann::ordered_json &value, const std::filesystem::path &file,
-             std::string place)
-      : value_(value), file_(file), place_(std::move(place)) {}
+  // The origin is the file's name, or the name and a line.
+  json_value(const nlohmann::ordered_json &value, const std::string &origin, std::string place)
+      : value_(value), origin_(origin), place_(std::move(place)) {}
 
   [[noreturn]] void fail(const std::string &what) const;
 
@@ -37,6 +38,8 @@ class json_value {
 
   // The value, which must be of that type and within the limits.
   const std::string &text(size_t longest) const;
+  bool truth() const;
+  std::vector<uint8_t> hex(size_t longest) const;
   int64_t whole(int64_t lowest, int64_t highest) const;
 
   template <typename T>
@@ -46,14 +49,18 @@ class json_value {
 
   // Hands every member of an object to its reader, in the order of the file. A key without a reader
   // and a required key that is missing are errors.
-  void object(std::initializer_list<member> members) const;
+  void object(const std::vector<member> &members) const;
+
+  // A member of an object, where it is there; and the check that an object has no member but these.
+  std::optional<json_value> find(std::string_view key) const;
+  void has_only(const std::set<std::string, std::less<>> &keys) const;
 
   // Hands every element of an array to the reader.
   void array(const std::function<void(const json_value &)> &read) const;
 
  private:
   const nlohmann::ordered_json &value_;
-  const std::filesystem::path &file_;
+  const std::string &origin_;
   std::string place_;  // JSON pointer
 };
 
@@ -61,6 +68,13 @@ class json_value {
 // read, is not JSON or has a key twice in one object.
 void read_json_file(const std::filesystem::path &file,
                     const std::function<void(const json_value &)> &read);
+
+// The same for a file with one value a line: hands each to the reader, with the line's number.
+void read_json_lines(const std::filesystem::path &file,
+                     const std::function<void(const json_value &, size_t line)> &read);
+
+// The bytes that pairs of hexadecimal digits stand for, blanks ignored; nothing for anything else.
+std::optional<std::vector<uint8_t>> bytes_of_hex(std::string_view digits);
 
 // The bytes of a file; nothing, and the problem, when it cannot be read or is longer than the
 // limit.

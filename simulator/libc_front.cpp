@@ -8,9 +8,9 @@
 #include <set>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
+#include <utility>
 
 #include "api/driver_channel.h"
 
@@ -23,10 +23,10 @@ struct front {
   sensor_model model;
   node_use use;
   std::set<int> handles;
+  int wait_error = 0;
 };
 
 std::unique_ptr<front> attached;
-std::function<void(const command &)> command_observer;
 
 bool is_node(const char *path) {
   return attached != nullptr && path != nullptr && strcmp(path, orva::kDriverNode) == 0;
@@ -39,7 +39,8 @@ int fail(int error) {
 
 int stat_node(struct stat *status) {
   ++attached->use.stats;
-  if (attached->model.config().node == node_state::kMissing) return fail(ENOENT);
+  const sensor_config &config = attached->model.config();
+  if (config.node == node_state::kMissing) return fail(config.node_error_or(ENOENT));
   *status = {};
   status->st_mode = S_IFCHR | 0660;
   return 0;
@@ -48,11 +49,12 @@ int stat_node(struct stat *status) {
 int open_node(int flags) {
   ++attached->use.opens;
   attached->use.flags = flags;
-  switch (attached->model.config().node) {
+  const sensor_config &config = attached->model.config();
+  switch (config.node) {
     case node_state::kMissing:
-      return fail(ENOENT);
+      return fail(config.node_error_or(ENOENT));
     case node_state::kNotOpenable:
-      return fail(EACCES);
+      return fail(config.node_error_or(EACCES));
     case node_state::kPresent:
       break;
   }
@@ -92,6 +94,7 @@ void show_timer(int handle, bool armed, uint32_t delay_ms) {
 }
 
 void drive_line(int handle, const answer &given) {
+  if (given.interrupt_line != answer::line::kUnchanged) attached->wait_error = 0;
   switch (given.interrupt_line) {
     case answer::line::kUnchanged:
       break;
@@ -109,19 +112,13 @@ void drive_line(int handle, const answer &given) {
         case interrupt_plan::kind::kErrorEvent:
           show_error(handle);
           break;
+        case interrupt_plan::kind::kWaitFails:
+          show_timer(handle, false, 0);
+          attached->wait_error = given.plan.error;
+          break;
       }
       break;
   }
-}
-
-command copy_command(const void *argument) {
-  command c;
-  memcpy(c.record.data(), argument, c.record.size());
-  if (c.tx_buf() != 0) {
-    const auto *sent = reinterpret_cast<const uint8_t *>(static_cast<uintptr_t>(c.tx_buf()));
-    c.sent.assign(sent, sent + c.len());
-  }
-  return c;
 }
 
 int send_to_node(int handle, const void *argument) {
@@ -129,7 +126,7 @@ int send_to_node(int handle, const void *argument) {
 
   const command c = copy_command(argument);
   const answer given = attached->model.handle(c.record, c.sent);
-  if (command_observer) command_observer(attached->model.commands().back());
+  report(attached->model.commands().back());
   if (given.error != 0) return fail(given.error);
   if (!given.received.empty()) {
     memcpy(reinterpret_cast<void *>(static_cast<uintptr_t>(c.rx_buf())), given.received.data(),
@@ -137,17 +134,6 @@ int send_to_node(int handle, const void *argument) {
   }
   drive_line(handle, given);
   return 5;  // any result but -1 is a success
-}
-
-int send_to_system(int handle, unsigned long request, void *argument) {
-  const int result = static_cast<int>(syscall(SYS_ioctl, handle, request, argument));
-  if (request != orva::kDriverRequest || !command_observer) return result;
-  const int error = errno;
-  command c = copy_command(argument);
-  if (result == -1) c.error = error;
-  command_observer(c);
-  errno = error;
-  return result;
 }
 
 }  // namespace
@@ -158,11 +144,16 @@ void detach() { attached.reset(); }
 
 const sensor_model &sensor() { return attached->model; }
 
-void observe(std::function<void(const command &)> observer) {
-  command_observer = std::move(observer);
-}
-
 node_use usage() { return attached->use; }
+
+int poll_node(pollfd *entries, nfds_t count, int limit_ms) {
+  const bool fails = attached != nullptr && attached->wait_error != 0 && count == 1 &&
+                     attached->handles.count(entries->fd) != 0;
+  if (!fails) return forward_poll(entries, count, limit_ms);
+  errno = std::exchange(attached->wait_error, 0);
+  report_poll(*entries, limit_ms, -1);
+  return -1;
+}
 
 }  // namespace simulator
 
@@ -195,5 +186,5 @@ extern "C" int ioctl(int handle, unsigned long request, ...) {
       simulator::attached->handles.count(handle) != 0) {
     return simulator::send_to_node(handle, argument);
   }
-  return simulator::send_to_system(handle, request, argument);
+  return simulator::forward_ioctl(handle, request, argument);
 }

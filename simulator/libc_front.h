@@ -4,8 +4,7 @@
 #ifndef ORVA_SIMULATOR_LIBC_FRONT_H
 #define ORVA_SIMULATOR_LIBC_FRONT_H
 
-#include <functional>
-
+#include "simulator/observation.h"
 #include "simulator/sensor_model.h"
 
 namespace simulator {
@@ -20,9 +19,6 @@ void detach();
 // The attached sensor.
 const sensor_model &sensor();
 
-// Called with every command after the sensor, simulated or real, has taken it; null for none.
-void observe(std::function<void(const command &)> observer);
-
 // How often the node was looked for and opened since attach, and the flags of the latest open.
 struct node_use {
   int stats = 0;
@@ -30,6 +26,9 @@ struct node_use {
   int flags = 0;
 };
 node_use usage();
+
+// poll, with the failures that the attached sensor plans and a report.
+int poll_node(pollfd *entries, nfds_t count, int limit_ms);
 
 }  // namespace simulator
 

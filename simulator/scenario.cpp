@@ -1,10 +1,10 @@
 #include "simulator/scenario.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "simulator/json_reader.h"
 #include "simulator/names.h"
+#include "simulator/recording.h"
 #include "simulator/ridge_frame.h"
 
 namespace simulator {
@@ -31,24 +31,10 @@ T name_or_number(const json_value &at, const char *what, Find find) {
   return *value;
 }
 
-std::vector<uint8_t> bytes_of_hex(const json_value &at) {
-  std::string digits = at.text(3 * SENSOR_TEST_DATA_SIZE);
-  std::erase(digits, ' ');
-  const auto is_digit = [](unsigned char c) { return std::isxdigit(c) != 0; };
-  if (digits.size() % 2 != 0 || !std::all_of(digits.begin(), digits.end(), is_digit)) {
-    at.fail("must be pairs of hexadecimal digits");
-  }
-  if (digits.size() / 2 > SENSOR_TEST_DATA_SIZE) at.fail(kDataTooLarge);
-  std::vector<uint8_t> bytes;
-  for (size_t i = 0; i < digits.size(); i += 2) {
-    bytes.push_back(static_cast<uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-  }
-  return bytes;
-}
-
 std::vector<uint8_t> hex_bytes(const json_value &at) {
   std::vector<uint8_t> bytes;
-  at.object({{"hex", kRequired, [&](const json_value &v) { bytes = bytes_of_hex(v); }}});
+  at.object(
+      {{"hex", kRequired, [&](const json_value &v) { bytes = v.hex(SENSOR_TEST_DATA_SIZE); }}});
   return bytes;
 }
 
@@ -108,6 +94,12 @@ interrupt_plan read_interrupt(const json_value &at) {
     at.fail("unknown interrupt \"" + name + "\", neither \"never\" nor \"error\"");
   }
   interrupt_plan plan;
+  if (at.has("errno")) {
+    at.object({{"errno", kRequired, [&](const json_value &v) {
+                  plan = interrupt_plan::wait_fails(static_cast<int>(v.whole(1, kLargestError)));
+                }}});
+    return plan;
+  }
   at.object({{"after_ms", kRequired, [&](const json_value &v) {
                 plan = interrupt_plan::after(static_cast<uint32_t>(v.whole(0, kLongestDelayMs)));
               }}});
@@ -195,6 +187,7 @@ bool scenario::is_meant_for(int32_t script_id) const {
 }
 
 scenario load_scenario(const std::filesystem::path &file) {
+  if (file.extension() == ".jsonl") return scenario_of(read_recording(file), file.stem().string());
   scenario s;
   s.name = file.stem().string();
   const auto read_steps = [&](const json_value &at) {

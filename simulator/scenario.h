@@ -31,7 +31,8 @@ class scenario_error : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Reads a scenario; throws scenario_error. Whatever the format does not know is an error.
+// Reads a scenario, or a recording when the file's name ends in .jsonl; throws scenario_error.
+// Whatever the format does not know is an error.
 scenario load_scenario(const std::filesystem::path &file);
 
 }  // namespace simulator

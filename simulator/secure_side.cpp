@@ -44,12 +44,14 @@ void secure_side::check(uint32_t command, const sensor_test_request &request, ui
 
 int32_t secure_side::answer(const sensor_test_request &request, sensor_test_reply &reply,
                             uint32_t &reply_size) {
-  if (next_ == steps_.size()) {
+  exchange_step step;
+  if (next_ < steps_.size()) {
+    step = steps_[next_++];
+  } else {
     problems_.push_back("request " + std::to_string(requests_.size()) +
                         ": the scenario has no step for it");
-    return kOutOfSteps;
+    step.failure = kOutOfSteps;
   }
-  const exchange_step &step = steps_[next_++];
   if (step.failure == 0) {
     reply.result = step.result;
     reply.data_len = step.data_len.value_or(static_cast<int32_t>(step.data.size()));

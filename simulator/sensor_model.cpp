@@ -1,5 +1,6 @@
 #include "simulator/sensor_model.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace simulator {
@@ -53,12 +54,33 @@ std::string describe(const command &c) {
   return text;
 }
 
-int sensor_model::fault_for(uint8_t opcode) {
-  const uint32_t count = ++seen_[opcode];
+int sensor_model::fault_for(uint8_t opcode, uint32_t nth) const {
   for (const command_fault &fault : config_.faults) {
-    if (fault.opcode == opcode && (fault.nth == 0 || fault.nth == count)) return fault.error;
+    if (fault.opcode == opcode && (fault.nth == 0 || fault.nth == nth)) return fault.error;
   }
   return 0;
+}
+
+// Whatever is received differs from what was sent and from fresh memory.
+std::vector<uint8_t> sensor_model::receipt_for(const command &c, uint32_t nth) const {
+  for (const command_receipt &receipt : config_.receipts) {
+    const bool fits = receipt.bytes.size() == c.len();
+    if (receipt.opcode == c.opcode() && receipt.nth == nth && fits) return receipt.bytes;
+  }
+  return std::vector<uint8_t>(c.len(), 0x5A);
+}
+
+std::vector<std::string> sensor_model::unmet_faults() const {
+  std::vector<std::string> unmet;
+  for (const command_fault &fault : config_.faults) {
+    const auto seen = seen_.find(fault.opcode);
+    const uint32_t count = seen != seen_.end() ? seen->second : 0;
+    if (count >= std::max(fault.nth, 1u)) continue;
+    unmet.push_back("a fault was not met: " + std::to_string(count) + " of " +
+                    std::to_string(std::max(fault.nth, 1u)) + " commands \"" +
+                    opcode_name(fault.opcode) + "\" came");
+  }
+  return unmet;
 }
 
 void sensor_model::check(const command &c) {
@@ -80,16 +102,16 @@ void sensor_model::check(const command &c) {
 }
 
 answer sensor_model::handle(const record_bytes &record, std::span<const uint8_t> sent) {
-  command c{record, {sent.begin(), sent.end()}, 0};
-  c.error = fault_for(c.opcode());
+  command c{record, {sent.begin(), sent.end()}, {}, 0};
+  const uint32_t nth = ++seen_[c.opcode()];
+  c.error = fault_for(c.opcode(), nth);
+  if (c.error == 0 && c.rx_buf() != 0) c.received = receipt_for(c, nth);
   check(c);
   commands_.push_back(c);
 
-  answer result{.error = c.error, .received = {}, .plan = {}};
+  answer result{.error = c.error, .received = c.received, .plan = {}};
   if (c.error != 0) return result;
 
-  // Whatever is received differs from what was sent and from fresh memory.
-  if (c.rx_buf() != 0) result.received.assign(c.len(), 0x5A);
   state_.clock_hz = c.speed_hz();
   switch (c.opcode()) {
     case orva::FP_IOC_RESET:

@@ -24,8 +24,9 @@ using record_bytes = std::array<uint8_t, kRecordSize>;
 // One command as the driver received it.
 struct command {
   record_bytes record{};
-  std::vector<uint8_t> sent;  // the bytes that tx_buf pointed to, empty without it
-  int error = 0;              // system error number that the driver answered with, 0 for none
+  std::vector<uint8_t> sent;      // the bytes that tx_buf pointed to, empty without it
+  std::vector<uint8_t> received;  // the bytes that went to rx_buf, empty without it
+  int error = 0;                  // system error number that the driver answered with, 0 for none
 
   orva::fp_ioc_transfer fields() const { return std::bit_cast<orva::fp_ioc_transfer>(record); }
   uint64_t tx_buf() const { return fields().tx_buf; }
@@ -45,13 +46,15 @@ std::string describe(const command &c);
 
 // What happens after the interrupt has been armed.
 struct interrupt_plan {
-  enum class kind : uint8_t { kNever, kInterrupt, kErrorEvent };
+  enum class kind : uint8_t { kNever, kInterrupt, kErrorEvent, kWaitFails };
   kind what = kind::kNever;
-  uint32_t delay_ms = 0;  // of the interrupt; an error event comes at once
+  uint32_t delay_ms = 0;  // of the interrupt; all else comes at once
+  int error = 0;          // system error number of the wait that fails
 
   static interrupt_plan never() { return {}; }
   static interrupt_plan after(uint32_t ms) { return {kind::kInterrupt, ms}; }
-  static interrupt_plan error_event() { return {kind::kErrorEvent, 0}; }
+  static interrupt_plan error_event() { return {kind::kErrorEvent}; }
+  static interrupt_plan wait_fails(int error) { return {kind::kWaitFails, 0, error}; }
   bool operator==(const interrupt_plan &) const = default;
 };
 
@@ -62,14 +65,25 @@ struct command_fault {
   int error = 5;  // EIO
 };
 
+// What the n-th command with a code (from 1) receives.
+struct command_receipt {
+  uint8_t opcode = 0;
+  uint32_t nth = 1;
+  std::vector<uint8_t> bytes;
+};
+
 enum class node_state : uint8_t { kPresent, kMissing, kNotOpenable };
 
 // How the simulated sensor behaves.
 struct sensor_config {
   node_state node = node_state::kPresent;
+  int node_error = 0;  // that a missing or not openable node gives, 0 for the usual one
   std::vector<command_fault> faults;
+  std::vector<command_receipt> receipts;
   // One per arming, in order; armings beyond the last get no interrupt.
   std::vector<interrupt_plan> interrupts;
+
+  int node_error_or(int usual) const { return node_error != 0 ? node_error : usual; }
 };
 
 struct sensor_state {
@@ -105,8 +119,12 @@ class sensor_model {
   // where the command has none, a transfer without its addresses.
   const std::vector<std::string> &problems() const { return problems_; }
 
+  // The faults that no command met, in words.
+  std::vector<std::string> unmet_faults() const;
+
  private:
-  int fault_for(uint8_t opcode);
+  int fault_for(uint8_t opcode, uint32_t nth) const;
+  std::vector<uint8_t> receipt_for(const command &c, uint32_t nth) const;
   void check(const command &c);
 
   sensor_config config_;

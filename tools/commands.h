@@ -8,6 +8,9 @@
 
 namespace tools {
 
+// The program's own arguments, with a null at the end.
+char **command_line();
+
 // Makes the lack of a sub-command an error; an unknown one is then reported by its name.
 void need_subcommand(CLI::App *app);
 

@@ -4,9 +4,41 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <orva_fp/version.h>
+
 #include "simulator/scenario.h"
 #include "tools/commands.h"
 #include "tools/output_file.h"
+#include "tools/trace.h"
+
+namespace {
+
+char **arguments;
+
+// Runs the command line; throws what is wrong with it or with its run.
+tools::exit_status run(int argc, char **argv) {
+  tools::exit_status result = tools::kPass;
+  CLI::App app("Fingerprint sensor test and bring-up");
+  app.set_version_flag("--version", "orva-fp " ORVA_FP_VERSION);
+  app.footer(tools::kExitStatuses);
+  tools::need_subcommand(&app);
+  tools::add_sensor_test_command(app, result);
+  tools::add_device_command(app, result);
+#ifdef ORVA_FP_IMAGE_COMMAND
+  tools::add_image_command(app, result);
+#endif
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success &help) {
+    app.exit(help);
+  }
+  tools::check_standard_output();
+  return result;
+}
+
+}  // namespace
+
+char **tools::command_line() { return arguments; }
 
 void tools::need_subcommand(CLI::App *app) {
   app->callback([app] {
@@ -15,6 +47,7 @@ void tools::need_subcommand(CLI::App *app) {
 }
 
 int main(int argc, char **argv) {
+  arguments = argv;
   // A reader that goes away ends no run half-way: the failed write is told at the end.
   signal(SIGPIPE, SIG_IGN);
   // No file may become a standard stream that the caller has closed, the driver node least of all.
@@ -22,33 +55,19 @@ int main(int argc, char **argv) {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) == -1) open("/dev/null", O_RDONLY);
   }
-
-  CLI::App app("Fingerprint sensor test and bring-up");
-  tools::need_subcommand(&app);
-  tools::exit_status result = tools::kPass;
-  tools::add_sensor_test_command(app, result);
-  tools::add_device_command(app, result);
-#ifdef ORVA_FP_IMAGE_COMMAND
-  tools::add_image_command(app, result);
-#endif
-
-  const auto fail = [](const char *what, tools::exit_status status) {
-    fprintf(stderr, "orva-fp: %s\n", what);
-    return static_cast<int>(status);
-  };
   try {
-    try {
-      app.parse(argc, argv);
-    } catch (const CLI::Success &help) {
-      app.exit(help);
-    }
-    tools::check_standard_output();
+    return run(argc, argv);
   } catch (const CLI::ParseError &error) {
-    return fail(error.what(), tools::kBadUsage);
+    tools::complain(error.what());
+    return tools::kBadUsage;
   } catch (const simulator::scenario_error &error) {
-    return fail(error.what(), tools::kBadScenario);
+    tools::complain(error.what());
+    return tools::kBadScenario;
   } catch (const tools::command_error &error) {
-    return fail(error.what(), error.status());
+    tools::complain(error.what());
+    return error.status();
+  } catch (const std::exception &error) {
+    tools::complain(error.what());
+    return tools::kBadOutput;
   }
-  return result;
 }

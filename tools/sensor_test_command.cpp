@@ -1,16 +1,22 @@
-// orva-fp sensor-test: one run of a script, with the secure side that a scenario plays.
+// orva-fp sensor-test: runs of a script, with the secure side that a scenario plays.
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <filesystem>
-#include <fstream>
+#include <fmt/format.h>
 #include <memory>
+#include <sys/file.h>
+#include <unistd.h>
 
-#include <orva_fp/device.h>
 #include <orva_fp/sensor_test.h>
 
-#include "simulator/libc_front.h"
-#include "simulator/scenario.h"
 #include "tools/commands.h"
 #include "tools/output_folder.h"
-#include "tools/trace.h"
+#include "tools/result_files.h"
+#include "tools/sensor_test_run.h"
+#include "tools/simulation.h"
+#include "tools/stop.h"
 #ifdef ORVA_FP_IMAGE_COMMAND
 #include "tools/image/inspect.h"
 #endif
@@ -22,61 +28,39 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kHelp[] =
-    R"(Standard output shows, each with its time, every exchange with the secure side and every command
-to the driver as they happen, then the status, the result log and the data file. On a terminal it
-is coloured (not with NO_COLOR set). The library's own log lines go to standard error.
+    R"(Standard output shows, each with its time, every exchange with the secure side, every command to
+the driver and every interrupt wait as they happen, then the status, the result log and the data
+file, and last the result. On a terminal it is coloured (not with NO_COLOR set). The library's own
+log lines, and all that is wrong, go to standard error.)";
 
-Exit status:
-  0  the status is FP_OK, and all went as the scenario says
-  1  the run ended with a failing status
-  2  bad arguments, or the scenario is not meant for the script
-  3  the scenario cannot be read
-  4  the output folder cannot be written
-  5  something unexpected was sent, or the scenario was not played to its end
-  6, 7  with --inspect: as orva-fp image inspect)";
+constexpr char kUsualVerdict[] = "RESULT : PASS";
 
 struct options {
-  int32_t script = 0;
+  sensor_test_job job;
   std::string scenario;
-  std::string out;
-  bool simulate = false;
-  bool verbose = false;
+  std::string against;
+  std::string serial;
+  std::string trace = "text";
+  uint32_t repeat = 1;
+  bool verdict = false;
   bool inspect = false;
 };
 
-bool is_snr1(int32_t script) {
-  return script == ORVA_SCRIPT_SNR1 || script == ORVA_SCRIPT_SNR1_VARIANT;
-}
+// A folder that no other run uses while this lives.
+class folder_lock {
+ public:
+  explicit folder_lock(const std::string &folder)
+      : handle_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (handle_ != -1 && flock(handle_, LOCK_EX | LOCK_NB) == 0) return;
+    refuse_output_folder(folder, errno == EWOULDBLOCK ? "another run uses it" : strerror(errno));
+  }
+  folder_lock(const folder_lock &) = delete;
+  folder_lock &operator=(const folder_lock &) = delete;
+  ~folder_lock() { close(handle_); }
 
-fs::path log_file(const options &o) {
-  const bool normal_scan =
-      o.script == ORVA_SCRIPT_NORMAL_SCAN || o.script == ORVA_SCRIPT_NORMAL_SCAN_VARIANT;
-  return fs::path(o.out) / (normal_scan ? ORVA_FP_NORMAL_SCAN_LOG : ORVA_FP_SNR_LOG);
-}
-
-fs::path data_file(const options &o) { return fs::path(o.out) / ORVA_FP_DATA_FILE; }
-
-std::string with_size(const fs::path &file) {
-  std::error_code missing;
-  const uintmax_t size = fs::file_size(file, missing);
-  return missing ? "none" : file.string() + ", " + std::to_string(size) + " bytes";
-}
-
-void show_results(trace &show, const options &o) {
-  show.note("result log", with_size(log_file(o)));
-  std::ifstream log(log_file(o));
-  for (std::string line; std::getline(log, line);) show.note("", "| " + line);
-  show.note("data file", with_size(data_file(o)));
-}
-
-// The files that this run should have left but did not.
-std::string missing_files(const options &o, const simulator::exchange_step *last) {
-  if (last == nullptr || last->failure != 0 || is_snr1(o.script)) return "";
-  if (last->result != ORVA_TEST_FINISH && last->result != ORVA_TEST_FINISH_ALT) return "";
-  if (!fs::is_regular_file(log_file(o))) return log_file(o).string();
-  const auto data_len = last->data_len.value_or(static_cast<int32_t>(last->data.size()));
-  return data_len > 0 && !fs::is_regular_file(data_file(o)) ? data_file(o).string() : "";
-}
+ private:
+  int handle_;
+};
 
 // The frame that the last step of the scenario sends, which is what the data file then holds.
 simulator::frame_shape last_frame(const simulator::scenario &scenario) {
@@ -84,75 +68,95 @@ simulator::frame_shape last_frame(const simulator::scenario &scenario) {
 }
 
 // Goes on to the contact sheet of the data file.
-exit_status inspect_data(const options &o, [[maybe_unused]] simulator::frame_shape shape) {
-  if (!o.inspect) return kPass;
+exit_status inspect_data([[maybe_unused]] const sensor_test_job &job_done,
+                         [[maybe_unused]] simulator::frame_shape shape) {
 #ifdef ORVA_FP_IMAGE_COMMAND
   fflush(stdout);
   inspect_job job;
-  job.files = {data_file(o).string()};
-  job.out = o.out;
+  job.files = {job_done.folder + "/" ORVA_FP_DATA_FILE};
+  job.out = job_done.folder;
   job.settings.layout = {.width = static_cast<int32_t>(shape.width),
                          .height = static_cast<int32_t>(shape.height),
                          .bits = 8};
   const exit_status status = inspect(job);
-  if (status != kBadFrame) printf("contact sheet: %s.sheet.png\n", data_file(o).c_str());
+  if (status != kBadFrame) printf("contact sheet: %s.sheet.png\n", job.files[0].c_str());
   return status;
 #else
   throw command_error(kBadUsage, "--inspect: this build has no image sub-command");
 #endif
 }
 
+void check(const options &o, const simulator::scenario &scenario) {
+  const auto refuse = [](const std::string &why) { throw command_error(kBadUsage, why); };
+  const int32_t script = o.job.script;
+  if (o.inspect && last_frame(scenario).width == 0) {
+    refuse(fmt::format("scenario {} ends without a frame to inspect", scenario.name));
+  }
+  if (!scenario.is_meant_for(script)) {
+    refuse(fmt::format("scenario {} is not meant for script {}", scenario.name, script));
+  }
+  if (!o.job.expected.empty() && !result_files(o.job.folder, script).has_log()) {
+    refuse("SNR1 saves no result log that could hold the text of --expect or --verdict");
+  }
+}
+
+std::string prepare_folder(const options &o) {
+  prepare_output_folder(o.job.folder);
+  if (o.serial.empty()) return o.job.folder;
+  const std::string folder = o.job.folder + "/" + o.serial;
+  prepare_output_folder(folder);
+  return folder;
+}
+
+// Every run, with a line that sums them up when there are several. The status is the first that is
+// not a pass.
+exit_status run_all(const options &o, const sensor_test_job &job,
+                    const simulator::scenario &scenario,
+                    const std::vector<simulator::recorded> &against) {
+  exit_status worst = kPass;
+  uint32_t runs = 0, passed = 0;
+  double fastest = 0, slowest = 0;
+  while (runs < o.repeat && stop_signal() == 0) {
+    const sensor_test_outcome outcome = run_sensor_test(job, scenario, against);
+    if (worst == kPass) worst = outcome.status;
+    passed += outcome.status == kPass ? 1 : 0;
+    fastest = runs == 0 ? outcome.milliseconds : std::min(fastest, outcome.milliseconds);
+    slowest = std::max(slowest, outcome.milliseconds);
+    ++runs;
+  }
+  if (o.repeat > 1) {
+    trace(job.shown).last_line(
+        passed == runs ? look::kGood : look::kBad, "runs",
+        fmt::format("{}, {} passed, {} failed, fastest {:.1f} ms, slowest {:.1f} ms", runs, passed,
+                    runs - passed, fastest, slowest));
+  }
+  return worst;
+}
+
 exit_status run(const options &o) {
   const simulator::scenario scenario = simulator::load_scenario(o.scenario);
-  if (o.inspect && last_frame(scenario).width == 0) {
-    throw command_error(kBadUsage,
-                        "scenario " + scenario.name + " ends without a frame to inspect");
-  }
-  if (!scenario.is_meant_for(o.script)) {
-    throw command_error(kBadUsage, "scenario " + scenario.name + " is not meant for script " +
-                                       std::to_string(o.script));
-  }
-  if (o.out.size() > SENSOR_TEST_FOLDER_LENGTH) {
-    refuse_output_folder(o.out, "the path is longer than " +
-                                    std::to_string(SENSOR_TEST_FOLDER_LENGTH) + " characters");
-  }
-  prepare_output_folder(o.out);
+  const std::vector<simulator::recorded> against =
+      o.against.empty() ? std::vector<simulator::recorded>() : simulator::read_recording(o.against);
+  check(o, scenario);
+  if (o.job.simulated) simulate(scenario.sensor);
 
-  trace show(o.verbose);
-  show.note("scenario", scenario.name + ": " + scenario.description);
-  if (o.simulate) simulator::attach(scenario.sensor);
-  simulator::observe([&](const simulator::command &c) { show.command(c); });
-  simulator::secure_side secure_side(scenario.steps);
-  secure_side.observe([&](const simulator::exchange &e) { show.exchange(e); });
-
-  const int32_t status = orvaFpSensorTest(o.script, 0, 0, 0, simulator::secure_side::request,
-                                          &secure_side, 0, 0, o.out.c_str());
-  simulator::observe(nullptr);
-  orvaFpDeviceClose(g_fp_device_handle);
-  g_fp_device_handle = 0;
-
-  std::vector<std::string> problems = secure_side.problems();
-  if (o.simulate) {
-    const auto &wrong_records = simulator::sensor().problems();
-    problems.insert(problems.end(), wrong_records.begin(), wrong_records.end());
-    if (status != scenario.status) problems.push_back("the scenario ends with another status");
+  sensor_test_job job = o.job;
+  job.folder = prepare_folder(o);
+  if (job.folder.size() > SENSOR_TEST_FOLDER_LENGTH) {
+    refuse_output_folder(job.folder, fmt::format("the path is longer than {} characters",
+                                                 SENSOR_TEST_FOLDER_LENGTH));
   }
-  if (status == FP_OK && !secure_side.finished()) {
-    problems.push_back("the scenario has steps that were not asked for");
-  }
+  const folder_lock lock(job.folder);
+  catch_stop_signals();
+  const exit_status status = run_all(o, job, scenario, against);
+  return status == kPass && o.inspect ? inspect_data(job, last_frame(scenario)) : status;
+}
 
-  show.status("status", status);
-  show_results(show, o);
-  for (const std::string &problem : problems) show.unexpected(problem);
-  show.note("total", std::to_string(show.exchanges()) + " exchanges, " +
-                         std::to_string(show.commands()) + " commands");
-
-  if (!problems.empty()) return kUnexpected;
-  if (status != FP_OK) return kFailingStatus;
-  const std::string missing =
-      missing_files(o, scenario.steps.empty() ? nullptr : &scenario.steps.back());
-  if (!missing.empty()) throw command_error(kBadOutput, missing + " was not written");
-  return inspect_data(o, last_frame(scenario));
+std::string check_serial(const std::string &name) {
+  const bool plain =
+      !name.empty() && name[0] != '.' && name.find('/') == std::string::npos &&
+      std::none_of(name.begin(), name.end(), [](unsigned char c) { return c < ' '; });
+  return plain ? "" : "must be a plain file name that does not begin with a dot";
 }
 
 }  // namespace
@@ -161,23 +165,48 @@ void add_sensor_test_command(CLI::App &app, exit_status &result) {
   const auto o = std::make_shared<options>();
   CLI::App *command = app.add_subcommand(
       "sensor-test", "Runs a sensor-test script against the secure side of a scenario");
-  command->footer(kHelp);
+  command->footer(std::string(kHelp) + "\n\n" + kExitStatuses);
   command
-      ->add_option("--script", o->script,
+      ->add_option("--script", o->job.script,
                    "1000, 1003 normal scan; 1001, 1004 SNR1; 1002, 1005 SNR2")
       ->required()
       ->check(CLI::Range(ORVA_SCRIPT_NORMAL_SCAN, ORVA_SCRIPT_SNR2_VARIANT));
-  command->add_option("--scenario", o->scenario, "Scenario file, see docs/scenarios.md")
+  command
+      ->add_option("--scenario", o->scenario,
+                   "Scenario (docs/scenarios.md) or, named *.jsonl, recording (docs/recordings.md)")
       ->required();
-  command->add_option("--out", o->out, "Folder of the result files; created if missing")
+  command->add_option("--out", o->job.folder, "Folder of the result files; created if missing")
       ->required();
-  command->add_flag("--simulate", o->simulate,
+  command->add_option("--serial", o->serial, "Put the files into a folder of this name under --out")
+      ->check(CLI::Validator(check_serial, "NAME"));
+  command->add_flag("--simulate", o->job.simulated,
                     "Simulate the scenario's sensor instead of driving /dev/ovfp0");
-  command->add_flag("--verbose", o->verbose, "Show the bytes of every request and command record");
+  auto *expect = command->add_option(
+      "--expect", o->job.expected,
+      "Line that the result log must hold, blanks not counted; else the exit status is 8");
+  command->add_flag("--verdict", o->verdict, "As --expect \"" + std::string(kUsualVerdict) + "\"")
+      ->excludes(expect);
+  auto *repeat = command->add_option("--repeat", o->repeat, "Run so many times")
+                     ->check(CLI::Range(uint32_t{1}, uint32_t{1000000}));
+  command
+      ->add_option("--record", o->job.recording,
+                   "Record every event into this file, best named *.jsonl")
+      ->excludes(repeat);
+  command->add_option("--against", o->against,
+                      "Compare the run with this recording; exit status 10 when an event differs");
+  command->add_option("--trace", o->trace, "text, or json for the lines of a recording")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->add_flag("--verbose", o->job.shown.verbose,
+                    "Show the bytes of every request and command record");
+  command->add_flag("-q,--quiet", o->job.shown.quiet, "Show the last line alone");
   command->add_flag(
       "--inspect", o->inspect,
-      "Then measure the frame in the data file and draw its contact sheet into --out");
-  command->callback([o, &result] { result = run(*o); });
+      "Then measure the frame in the data file and draw its contact sheet into the folder");
+  command->callback([o, &result] {
+    if (o->verdict) o->job.expected = kUsualVerdict;
+    o->job.shown.json = o->trace == "json";
+    result = run(*o);
+  });
 }
 
 }  // namespace tools

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fmt/format.h>
 #include <span>
 #include <unistd.h>
 
@@ -21,80 +22,122 @@ bool wants_colour() {
          strcmp(terminal, "dumb") != 0;
 }
 
+// fmt's own print throws when a stream cannot be written.
+void put(FILE *stream, const std::string &text) { fwrite(text.data(), 1, text.size(), stream); }
+
 std::string hex(std::span<const uint8_t> bytes) {
-  std::string text;
-  for (const uint8_t byte : bytes) {
-    char digits[4];
-    snprintf(digits, sizeof digits, "%02x ", byte);
-    text += digits;
-  }
-  if (!text.empty()) text.pop_back();
-  return text;
+  return fmt::format("{:02x}", fmt::join(bytes, " "));
 }
 
 std::string describe(const simulator::exchange_step &answer) {
-  if (answer.failure != 0) return "callback fails with " + std::to_string(answer.failure);
+  if (answer.failure != 0) return fmt::format("callback fails with {}", answer.failure);
   std::string text = simulator::action_name(answer.result);
-  if (answer.text.has_value()) text += ", text " + std::to_string(answer.text->size()) + " bytes";
+  if (answer.text.has_value()) text += fmt::format(", text {} bytes", answer.text->size());
   const auto data_len = answer.data_len.value_or(static_cast<int32_t>(answer.data.size()));
-  if (data_len != 0) text += ", data_len " + std::to_string(data_len);
-  if (answer.reply_size.has_value()) {
-    text += ", reply_size " + std::to_string(*answer.reply_size);
-  }
+  if (data_len != 0) text += fmt::format(", data_len {}", data_len);
+  if (answer.reply_size.has_value()) text += fmt::format(", reply_size {}", *answer.reply_size);
   return text;
+}
+
+std::string describe(const simulator::wait &w) {
+  switch (w.outcome) {
+    case simulator::wait_outcome::kInterrupt:
+      return "interrupt";
+    case simulator::wait_outcome::kTimeout:
+      return "time-out";
+    case simulator::wait_outcome::kErrorEvent:
+      return fmt::format("error event {:#x}, no interrupt", w.events);
+    case simulator::wait_outcome::kFailed:
+      break;
+  }
+  return fmt::format("fails: {}", strerror(w.error));
 }
 
 }  // namespace
 
-trace::trace(bool verbose) : verbose_(verbose), coloured_(wants_colour()) {}
+std::string named(int32_t status) {
+  return fmt::format("{} ({})", orva_fp_status_name(status), status);
+}
+
+trace::trace(const trace_options &options) : options_(options), coloured_(wants_colour()) {}
+
+double trace::milliseconds() const {
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start_)
+      .count();
+}
 
 void trace::print(look l, const std::string &time, const std::string &label,
                   const std::string &text) {
   constexpr const char *kStart[] = {"", "\033[1m", "\033[32m", "\033[1;31m"};
-  const char *start = coloured_ ? kStart[static_cast<size_t>(l)] : "";
-  printf("%11s  %s%-14s  %s%s\n", time.c_str(), start, label.c_str(), text.c_str(),
-         *start != '\0' ? "\033[0m" : "");
+  const std::string start = coloured_ ? kStart[static_cast<size_t>(l)] : "";
+  put(stdout, fmt::format("{:>11}  {}{:<14}  {}{}\n", time, start, label, text,
+                          start.empty() ? "" : "\033[0m"));
   // In step with the log lines on standard error, and with a reader at the end of a pipe.
   flush_standard_output();
 }
 
 void trace::event(look l, const std::string &label, const std::string &text) {
-  const std::chrono::duration<double, std::milli> passed =
-      std::chrono::steady_clock::now() - start_;
-  char time[32];
-  snprintf(time, sizeof time, "%.1f ms", passed.count());
-  print(l, time, label, text);
+  if (options_.quiet || options_.json) return;
+  print(l, fmt::format("{:.1f} ms", milliseconds()), label, text);
 }
 
-void trace::exchange(const simulator::exchange &e) {
+void trace::note(const std::string &label, const std::string &text) {
+  if (!options_.quiet && !options_.json) print(look::kPlain, "", label, text);
+}
+
+void trace::last_line(look l, const std::string &label, const std::string &text) {
+  if (options_.json) {
+    complain(label + ": " + text);
+  } else {
+    print(l, "", label, text);
+  }
+}
+
+void trace::line_of_recording(const std::string &line) {
+  if (!options_.json) return;
+  put(stdout, line + "\n");
+  flush_standard_output();
+}
+
+void trace::event(const simulator::event &e) {
+  std::visit([this](const auto &what) { show(what); }, e);
+}
+
+void trace::show(const simulator::exchange &e) {
   const sensor_test_request &request = e.request;
   event(e.answer.failure != 0 ? look::kBad : look::kStrong,
-        "exchange " + std::to_string(++exchanges_),
-        "script=" + std::to_string(request.script_id) +
-            " variant=" + std::to_string(request.script_variant) + " interrupt=" +
-            std::to_string(request.interrupt_triggered) + " -> " + describe(e.answer));
-  if (!verbose_) return;
-  const auto *bytes = reinterpret_cast<const uint8_t *>(&request);
-  note("request", hex({bytes, sizeof request}));
+        fmt::format("exchange {}", ++exchanges_),
+        fmt::format("script={} variant={} interrupt={} -> {}", request.script_id,
+                    request.script_variant, request.interrupt_triggered, describe(e.answer)));
+  if (!options_.verbose) return;
+  note("request", hex({reinterpret_cast<const uint8_t *>(&request), sizeof request}));
 }
 
-void trace::command(const simulator::command &c) {
+void trace::show(const simulator::command &c) {
   ++commands_;
   const std::string reason = c.error != 0 ? std::string(": ") + strerror(c.error) : "";
   event(c.error != 0 ? look::kBad : look::kPlain, "command", simulator::describe(c) + reason);
-  if (verbose_) note("record", hex(c.record));
+  if (!options_.verbose) return;
+  note("record", hex(c.record));
+  if (!c.sent.empty()) note("sent", hex(c.sent));
+  if (!c.received.empty()) note("received", hex(c.received));
+}
+
+void trace::show(const simulator::wait &w) {
+  const std::string limit = w.limit_ms < 0 ? "none" : fmt::format("{} ms", w.limit_ms);
+  event(w.error != 0 ? look::kBad : look::kPlain, "wait",
+        fmt::format("limit={} -> {}", limit, describe(w)));
 }
 
 bool trace::status(const std::string &what, int32_t status) {
-  event(status == FP_OK ? look::kGood : look::kBad, what,
-        std::string(orva_fp_status_name(status)) + " (" + std::to_string(status) + ")");
-  return status == FP_OK;
+  const bool passed = status == FP_OK;
+  event(passed ? look::kGood : look::kBad, what, named(status));
+  if (!passed && worst_.empty()) worst_ = what + " " + named(status);
+  return passed;
 }
 
-void trace::unexpected(const std::string &what) { event(look::kBad, "unexpected", what); }
+std::string trace::worst() const { return worst_.empty() ? named(FP_OK) : worst_; }
 
-void trace::note(const std::string &label, const std::string &text) {
-  print(look::kPlain, "", label, text);
-}
+void complain(const std::string &what) { put(stderr, "orva-fp: " + what + "\n"); }
 
 }  // namespace tools

@@ -1,49 +1,66 @@
-// The live trace on standard output: a line for each event, as it happens. Colours only on a
-// terminal.
+// What a command shows: a line for each event as it happens, and a last line that sums up. Colours
+// only on a terminal.
 #ifndef ORVA_TOOLS_TRACE_H
 #define ORVA_TOOLS_TRACE_H
 
 #include <chrono>
 #include <string>
 
-#include "simulator/secure_side.h"
-#include "simulator/sensor_model.h"
+#include "simulator/recording.h"
 
 namespace tools {
 
+enum class look : uint8_t { kPlain, kStrong, kGood, kBad };
+
+struct trace_options {
+  bool verbose = false;  // the records' bytes as well
+  bool quiet = false;    // the last line alone
+  bool json = false;     // the lines of a recording; all else goes to standard error
+};
+
+// "FP_OK (0)"
+std::string named(int32_t status);
+
 class trace {
  public:
-  explicit trace(bool verbose);
+  explicit trace(const trace_options &options);
 
-  // What the secure side was asked and answers.
-  void exchange(const simulator::exchange &e);
+  void event(const simulator::event &e);
+  void line_of_recording(const std::string &line);
 
-  // What the driver was sent and answers. With verbose, the record's bytes too.
-  void command(const simulator::command &c);
-
-  // What an operation or the run ended with; returns whether it is FP_OK.
+  // What an operation ended with; returns whether it is FP_OK.
   bool status(const std::string &what, int32_t status);
+  // The first that was not FP_OK, with its operation.
+  std::string worst() const;
 
-  // Something that should not have been.
-  void unexpected(const std::string &what);
-
-  // A line without a time.
+  // A line with or without a time.
+  void event(look l, const std::string &label, const std::string &text);
   void note(const std::string &label, const std::string &text);
 
+  void last_line(look l, const std::string &label, const std::string &text);
+
+  double milliseconds() const;
   size_t exchanges() const { return exchanges_; }
   size_t commands() const { return commands_; }
 
  private:
-  enum class look : uint8_t { kPlain, kStrong, kGood, kBad };
-  void event(look l, const std::string &label, const std::string &text);
+  void show(const simulator::run_start &) {}
+  void show(const simulator::run_end &) {}
+  void show(const simulator::exchange &e);
+  void show(const simulator::command &c);
+  void show(const simulator::wait &w);
   void print(look l, const std::string &time, const std::string &label, const std::string &text);
 
-  const bool verbose_;
+  const trace_options options_;
   const bool coloured_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  std::string worst_;
   size_t exchanges_ = 0;
   size_t commands_ = 0;
 };
+
+// A line on standard error, in step with standard output.
+void complain(const std::string &what);
 
 }  // namespace tools
 

@@ -32,8 +32,9 @@ const device_case kOperations[] = {
             "int-enable...int-disable...wait-interrupt FP_OK (0)"}},
     {{}, {"orva-fp device wait-interrupt --timeout-ms 50", 1,
              "int-enable...int-disable...wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)"}},
-    {{.node = node_state::kMissing}, {"orva-fp device open", 1, kNotOpened}},
-    {{.node = node_state::kNotOpenable}, {"orva-fp device open", 1, kNotOpened}},
+    {{.node = node_state::kMissing}, {"orva-fp device open", 1, kNotOpened, "/dev/ovfp0: No such"}},
+    {{.node = node_state::kNotOpenable},
+        {"orva-fp device open", 1, kNotOpened, "/dev/ovfp0: Permission denied"}},
 };
 
 TEST(KernelTool, DeviceOperations) {
@@ -61,11 +62,11 @@ TEST(KernelTool, SensorTestsWithoutASimulatedSensor) {
   for (const auto &entry : std::filesystem::directory_iterator(ORVA_TEST_SCENARIOS)) {
     const simulator::scenario played = simulator::load_scenario(entry.path());
     support::attach_sensor(played.sensor);
-    support::tool_folder().check(
-        {"orva-fp sensor-test --out out --script " + std::to_string(played.scripts.front()) +
-                " --scenario " + entry.path().string(),
-            played.status == FP_OK ? 0 : 1,
-            std::string("status ") + orva_fp_status_name(played.status)});
+    support::tool_folder().check({"orva-fp sensor-test --out out --script " +
+                                      std::to_string(played.scripts.front()) + " --scenario " +
+                                      entry.path().string(),
+        played.status == FP_OK ? 0 : 1, std::string("status ") + orva_fp_status_name(played.status),
+        played.status == FP_ERR_NO_DEVICE ? "/dev/ovfp0: " : ""});
     ++runs;
   }
   EXPECT_GE(runs, 15);

@@ -171,7 +171,8 @@ TEST(RidgeFrame, SeedGivesTheSameBytesEverywhere) {
   EXPECT_NE(simulator::ridge_frame(9, 9, 1), simulator::ridge_frame(9, 9, 2));
 }
 
-TEST(ShippedScenarios, EndAsTheySay) {
+// Each once as it is and once more as its own recording, which must bring the same events.
+TEST(ShippedScenarios, EndAsTheySayAndReplay) {
   std::vector<tool_case> rows;
   for (const auto &entry : fs::directory_iterator(kShipped)) {
     const scenario s = load_scenario(entry.path());
@@ -184,8 +185,13 @@ TEST(ShippedScenarios, EndAsTheySay) {
       files += saves && !s.steps.back().data.empty()
                    ? " out/fp_data.bin=" + std::to_string(s.steps.back().data.size())
                    : " !out/fp_data.bin";
-      rows.push_back({"run " + std::to_string(script) + " " + s.name, s.status == FP_OK ? 0 : 1,
-          "(" + std::to_string(s.status) + ")", "", files});
+      const std::string run = "run " + std::to_string(script) + " ",
+                        result = "result " + std::string(orva_fp_status_name(s.status));
+      rows.push_back({run + s.name + " --record r.jsonl; " + run + "r.jsonl --against r.jsonl",
+          s.status == FP_OK ? 0 : 1, result + "..." + result,
+          s.status == FP_ERR_NO_DEVICE ? "orva-fp: /dev/ovfp0: ...orva-fp: /dev/ovfp0: " : "",
+          files});
+      if (s.name.ends_with("times-out")) break;  // a second is enough
     }
   }
   check_all(rows, kShell);
@@ -198,29 +204,99 @@ TEST(Tool, SensorTest) {
           "... request eb 03 00 00 00 00 00 00 01 00 00 00\n... power len=0 ... exchange 2 ..."
           "-> reset\n... command reset ... record 00 00 00 ... -> finish, text 264 bytes, data_len "
           "4408\n... status FP_OK (0)\n... out/orva_sensor_test_NS.log, 295 bytes\n... | Date: ..."
-          "| RESULT : PASS\n... out/fp_data.bin, 4408 bytes\n... 5 exchanges, 10 commands\n"},
-      {"run 1005 snr2-interrupt-enable-fails", 1, "-> fails: ... FP_ERR_DRIVER_IO (209)\n"},
-      {R"(steps '{"action": "reset", "expect_interrupt": 1}, {"action": "stop"}'; run 1000 case.json)",
-          5, "unexpected request 1: interrupt_triggered is 0, not 1\n"},
-      {R"(steps '{"action": "reset"}'; run 1000 case.json)", 5,
-          "unexpected request 2: the scenario has no step for it\n"},
-      {R"(steps '{"action": "stop"}, {"action": "stop"}'; run 1000 case.json)", 5,
-          "unexpected the scenario has steps that were not asked for\n"},
-      {R"(scenario '"status": 209, "steps": [{"action": "stop"}]'; run 1000 case.json)", 5,
-          "unexpected the scenario ends with another status\n"},
+          "| RESULT : PASS\n... out/fp_data.bin, 4408 bytes\n... 5 exchanges, 10 commands\n"
+          "... result FP_OK (0), RESULT : PASS\n"},
+      {"run 1005 snr2-interrupt-enable-fails", 1, "-> fails: ... result FP_ERR_DRIVER_IO (209)\n"},
+      {"run 1000 node-missing", 1, "...", "/dev/ovfp0: No such file or directory"},
+      {"run 1000 node-not-openable", 1, "...", "/dev/ovfp0: Permission denied"},
+
+      // What is not as the scenario says.
+      {R"(steps '{"action": 21, "expect_interrupt": 1}, {"action": "stop"}'; run 1000 case.json)",
+          5, "...", "unexpected: request 1: interrupt_triggered is 0, not 1\n"},
+      {R"(steps '{"action": "reset"}'; run 1000 case.json)", 5, "callback fails with -1",
+          "unexpected: request 2: the scenario has no step for it\n"},
+      {R"(steps '{"action": "stop"}, {"action": "stop"}'; run 1000 case.json)", 5, "...",
+          "unexpected: the run made 1 requests, the scenario has 2 steps\n"},
+      {R"(scenario '"status": 209, "steps": [{"action": "stop"}]'; run 1000 case.json)", 5, "...",
+          "unexpected: the run ended with FP_OK (0), the scenario with FP_ERR_DRIVER_IO (209)\n"},
+      {R"(scenario '"sensor": {"faults": [{"command": "reset", "nth": 2}]},
+                    "steps": [{"action": "reset"}, {"action": "stop"}]'; run 1000 case.json)",
+          5, "...", "unexpected: a fault was not met: 1 of 2 commands \"reset\" came\n"},
+
+      // A result that can be trusted.
+      {"trap '' XFSZ; ulimit -f 8; run 1000 normal-scan-pass -q", 4, "result FP_OK (0)",
+          "out/fp_data.bin: File too large; 4096 of 4408 bytes are there\n"},
       {"mkdir -p out/orva_sensor_test_NS.log/in-the-way; run 1000 normal-scan-pass", 4, "...",
-          "orva_sensor_test_NS.log was not written\n"},
-      {"run 1001 snr1-pass --inspect", 2, "",
-          "orva-fp: scenario snr1-pass ends without a frame to inspect\n"},
+          "orva_sensor_test_NS.log: Is a directory; "},
+      {"mkdir -p out/fp_data.bin/in-the-way; run 1000 normal-scan-stop", 4, "...",
+          "fp_data.bin: of an earlier run, could not be removed\n"},
+      {"mkdir out; touch out/fp_data.bin.sheet.png; run 1000 normal-scan-stop", 0, "...", "",
+          "!out/fp_data.bin.sheet.png"},
+      {"run 1000 normal-scan-pass --verdict", 0, "RESULT : PASS\n"},
+      {"run 1000 normal-scan-reset-fails", 0, "result FP_OK (0), RESULT : FAIL (reset)\n"},
+      {"run 1000 normal-scan-reset-fails --verdict", 8,
+          "FP_OK (0), RESULT : FAIL (reset), where \"RESULT : PASS\" was expected\n"},
+      {"run 1000 normal-scan-reset-fails --expect 'RESULT: FAIL (reset)'", 0},
+      {"run 1001 snr1-pass --verdict", 2, "", "SNR1 saves no result log"},
+      {"run 1000 normal-scan-pass --serial SN-1", 0, "...", "",
+          "out/SN-1/fp_data.bin=4408 !out/fp_data.bin"},
+      {"run 1000 normal-scan-pass --serial ../SN-1", 2, "", "--serial: must be a plain file name"},
+      {"mkdir out; exec 8<out; flock 8; run 1000 normal-scan-pass", 4, "",
+          "output folder out: another run uses it\n"},
+      {"run 1001 snr1-pass --repeat 3 -q", 0,
+          "FP_OK ... FP_OK ... FP_OK ... runs 3, 3 passed, 0 failed, fastest"},
+      {"run 1005 snr2-interrupt-enable-fails --repeat 2", 1, "runs 2, 0 passed, 2 failed"},
 #ifdef ORVA_TEST_INSPECT
       {"run 1000 normal-scan-pass --inspect", 0, "out/fp_data.bin 58 76 8", "",
           "out/fp_data.bin.sheet.png"},
 #endif
+      {"run 1001 snr1-pass --inspect", 2, "", "snr1-pass ends without a frame to inspect\n"},
+  };
+  check_all(rows, kShell);
+}
+
+// Stops a tool that runs in the background once it has armed the interrupt; its status is the
+// line's.
+const std::string kStop =
+    " & until grep -qs int-enable stdout; do sleep 0.01; done; kill -$SIGNAL $!; wait $!";
+
+TEST(Tool, Recording) {
+  const std::string record = "run 1000 normal-scan-reset-fails --record r.jsonl -q; ";
+  const std::string replay = "; run 1000 r.jsonl -q";
+  const std::vector<tool_case> rows = {
+      {record + "run 1000 normal-scan-pass --against r.jsonl -q", 10, "...",
+          "differs from the recording: event 8, \"command\": errno recorded 5, now 0\n"},
+      {record + "run 1000 normal-scan-stop --against r.jsonl -q", 10, "...",
+          "differs from the recording: event 4, \"exchange\": action recorded \"power-off-on\", "
+          "now"},
+      {"run 1000 normal-scan-stop --record r.jsonl --trace json; cmp -n 9999 stdout r.jsonl", 0,
+          R"({"format":"orva-fp recording","version":1,"event":"start",...{"event":"end",)",
+          "result: FP_OK (0)\n"},
+      {record + R"(sed -i '3s/"errno"/errno/' r.jsonl)" + replay, 3, "...",
+          "line 3, column ...: not JSON\n"},
+      {record + R"(sed -i '1s/"version":1/"version":2/' r.jsonl)" + replay, 3, "...",
+          "r.jsonl: line 1: /version: 2 is unknown, only 1 is\n"},
+      {record + R"(sed -i '1s/recording/other/' r.jsonl)" + replay, 3, "...",
+          "line 1: /format: not"},
+      {record + R"(sed -i '2s/"opcode":5/"opcode":256/' r.jsonl)" + replay, 3, "...",
+          "line 2: /opcode: must be a whole number from 0 to 255\n"},
+      {record + R"(sed -i '2s/"len"/"length"/' r.jsonl)" + replay, 3, "...",
+          "line 2: top level: key \"len\" is missing\n"},
+      {record + R"(sed -i '2s/"len"/"new":1,"len"/' r.jsonl)" + replay, 3, "...",
+          "/new: unknown key"},
+      {record + R"(sed -i '2s/"command"/"order"/' r.jsonl)" + replay, 3, "...", "unknown event\n"},
+      {record + R"(sed -i '$d' r.jsonl)" + replay, 3, "...", "line 16: ends before the run does\n"},
+      {record + R"(sed -i '1d' r.jsonl)" + replay, 3, "...",
+          "line 1: top level: key \"format\" is m"},
+      {": >r.jsonl" + replay, 3, "", "r.jsonl: line 1, column 1: not JSON\n"},
+      {"run 1001 snr1-pass --record no/r.jsonl", 4, "", "no/r.jsonl: No such file or directory\n"},
+      {"run 1001 snr1-pass --record /dev/full -q", 4, "", "/dev/full: No space left on device\n"},
   };
   check_all(rows, kShell);
 }
 
 TEST(Tool, Device) {
+  const std::string error = "--scenario $S/snr2-interrupt-error.json";
   const std::vector<tool_case> rows = {
       {"open", 0, "power len=1 ... open FP_OK (0) ... close FP_OK (0)"},
       {"reset", 0, "command reset ... reset FP_OK (0)"},
@@ -232,21 +308,58 @@ TEST(Tool, Device) {
       {"info-memory off", 0, "info-memory len=1"},
       {"cpu-speedup 70", 0, "cpu-speedup len=70"},
       {"wait-interrupt", 0, "int-enable ... int-disable ... wait-interrupt FP_OK (0)"},
-      {"wait-interrupt --timeout-ms 1", 1, "wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)"},
+      {"wait-interrupt --timeout-ms 1", 1, "result wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)"},
       {"reset --scenario $S/normal-scan-reset-fails.json", 1, "reset FP_ERR_D"},
       {"reset --scenario $S/power-on-fails.json", 1, "open FP_ERR_DRIVER_IO ... close FP_OK (0)"},
-      {"reset --scenario $S/node-missing.json", 1, "open FP_ERR_NO_DEVICE"},
-      {"wait-interrupt --scenario $S/node-missing.json", 1, "open FP_ERR_NO_DEVICE"},
+      {"reset --scenario $S/node-missing.json", 1, "open FP_ERR_NO_DEVICE",
+          "/dev/ovfp0: No such file or directory\n"},
+
+      // Several on one open node.
+      {"power off power on reset wait-interrupt --count 2 --timeout 500 wait-interrupt", 0,
+          "len=1 ... open ... len=0 ... power ... len=1 ... power ... reset ... wait limit=500 ms "
+          "-> "
+          "interrupt\n... interrupt 1 of 2 ... interrupt 2 of 2 ... wait limit=10 ms -> interrupt "
+          "... close ... result FP_OK (0)\n"},
+      {"power off reset power on --scenario $S/normal-scan-reset-fails.json", 1,
+          "len=0 ... reset FP_ERR_DRIVER_IO (209)\n... close FP_OK (0)\n... result reset "
+          "FP_ERR_DR"},
+      {"command --code 9 --tx 0102 --rx 2 --param 1,2,3 --speed 5000 command --code 8 --len 7", 0,
+          "command 9 len=2 speed_hz=5000 param=1,2,3\n... received 5a 5a\n... command 8 len=7 "
+          "speed_hz=5000 param=1,2,3\n"},
+      {"command --code 9 --tx 0102 --verbose", 0, "sent 01 02\n"},
+      {"command --code 9 --tx 010", 2, "", "--tx must be pairs of hexadecimal digits"},
+      {"command --code 9 --tx 01 --rx 2", 2, "", "--tx and --rx share one length, 1 is not 2"},
+      {"command --code 9 --tx 01 --len 2", 2, "", "--len is the argument of a command without"},
+      {"command --code 256", 2, "", "--code"},
+      {"reset later", 2, "", "later"},
+
+      // An error event is told, and no reason to spin.
+      {"wait-interrupt --timeout 5000 " + error, 1,
+          "error event 0x8 on the node, no interrupt; 1 so"},
+      {"wait-interrupt -q " + error + " & sleep 0.4; kill -TERM $!; wait $!", 9,
+          "result wait-inter", "stopped by SIGTERM; the interrupt is disarmed\n"},
   };
   check_all(rows, "S=" + kShipped.string() + "; orva-fp device --simulate ");
 }
 
-TEST(Tool, InterruptEndsAWaitWithoutALimitAndDisarms) {
-  support::tool_folder().check(
-      {R"(echo '{"description": "", "scripts": [1000], "steps": []}' >case.json
-          orva-fp device wait-interrupt --scenario case.json &
-          until grep -qs int-enable stdout; do sleep 0.01; done; kill -INT $!; wait $!)",
-          1, "command int-disable ... wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)\n"});
+TEST(Tool, StopSignalDisarmsTheInterrupt) {
+  const std::string never =
+      "--simulate --scenario " + (kShipped / "snr2-interrupt-times-out.json").string();
+  const std::vector<tool_case> rows = {
+      {"SIGNAL=INT; orva-fp device wait-interrupt " + never + kStop, 9,
+          "int-disable ... wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)\n",
+          "stopped by SIGINT; the interrupt is disarmed\n"},
+      {"SIGNAL=TERM; orva-fp device wait-interrupt --timeout-ms 60000 " + never + kStop, 9,
+          "int-disable", "stopped by SIGTERM; the interrupt is disarmed\n"},
+      // What was stopped can be replayed, the wait that the signal ended included.
+      {"SIGNAL=INT; orva-fp sensor-test --script 1002 --out out --record r.jsonl " + never + kStop +
+              "; [ $? = 9 ] && run 1002 r.jsonl --against r.jsonl",
+          1,
+          "int-enable ... fails: Interrupted ... int-disable ... callback fails with -4 ..."
+          "FP_ERR_REQUEST_FAILED (35)\n... recording of ... fails: Interrupted ... int-disable",
+          "stopped by SIGINT; the interrupt is disarmed\n"},
+  };
+  check_all(rows, kShell);
 }
 
 TEST(Tool, OutputThatCannotBeWrittenIsAnError) {
@@ -254,6 +367,9 @@ TEST(Tool, OutputThatCannotBeWrittenIsAnError) {
       {"orva-fp device open --simulate >/dev/full", 4, "", "standard output: No space left on"},
       {"orva-fp device open --simulate >&-", 4, "", "standard output: Bad file descriptor"},
       {"orva-fp --help >/dev/full", 4, "", "standard output: No space left on device"},
+      {"orva-fp --version", 0, "orva-fp 2.0.1\n"},
+      {"test ! -e /dev/ovfp0 && orva-fp device open", 1, "...",
+          "/dev/ovfp0: No such file or directory"},
   });
 }
 

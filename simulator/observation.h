@@ -1,0 +1,42 @@
+// What goes to the driver node and how it answers, for whoever looks on: each command and each
+// wait, after it is over. A front reports them; forward_ioctl and forward_poll are the system's own
+// calls with a report.
+#ifndef ORVA_SIMULATOR_OBSERVATION_H
+#define ORVA_SIMULATOR_OBSERVATION_H
+
+#include <functional>
+#include <poll.h>
+
+#include "simulator/sensor_model.h"
+
+namespace simulator {
+
+enum class wait_outcome : uint8_t { kInterrupt, kTimeout, kErrorEvent, kFailed };
+
+// One wait for the interrupt.
+struct wait {
+  int32_t limit_ms = 0;  // negative for none
+  wait_outcome outcome = wait_outcome::kTimeout;
+  int32_t events = 0;  // poll events that the node showed
+  int32_t error = 0;   // system error number of a wait that failed
+};
+
+// The one observer of each; null for none.
+void observe(std::function<void(const command &)> observer);
+void observe_waits(std::function<void(const wait &)> observer);
+
+void report(const command &c);
+void report_poll(const pollfd &entry, int limit_ms, int result);
+
+// Whether the interrupt is armed after a command.
+bool armed_after(const command &c, bool before);
+
+// The record at an ioctl's argument and the bytes that it sends.
+command copy_command(const void *argument);
+
+int forward_ioctl(int handle, unsigned long request, void *argument);
+int forward_poll(pollfd *entries, nfds_t count, int limit_ms);
+
+}  // namespace simulator
+
+#endif

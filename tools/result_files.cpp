@@ -1,0 +1,117 @@
+#include "tools/result_files.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fmt/format.h>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "tools/exit_status.h"
+#include "tools/output_file.h"
+
+namespace tools {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What the log holds beside the text, and the most that it holds in all.
+constexpr size_t kDateSize = sizeof "Date: Thu Jan  1 00:00:00 1970\n" - 1;
+constexpr size_t kLongestLog = 1023;
+// A text that is too long is cut before a character of at most so many bytes.
+constexpr size_t kLongestCharacter = 4;
+
+std::string contents(const fs::path &file) {
+  std::error_code none;
+  if (!fs::is_regular_file(file, none)) return "";
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// Why a file does not hold what was saved. The library does not tell; doing it once more does.
+std::string reason(const fs::path &file, const std::string &bytes) {
+  try {
+    output_file(file.string()).write(bytes);
+  } catch (const command_error &error) {
+    return error.what();
+  }
+  return file.string() + ": could not be written a moment ago";
+}
+
+std::string without_blanks(std::string text) {
+  std::erase_if(text, [](char c) { return c == ' ' || c == '\t' || c == '\r'; });
+  return text;
+}
+
+}  // namespace
+
+result_files::result_files(const fs::path &folder, int32_t script)
+    : data_(folder / ORVA_FP_DATA_FILE) {
+  const bool normal_scan =
+      script == ORVA_SCRIPT_NORMAL_SCAN || script == ORVA_SCRIPT_NORMAL_SCAN_VARIANT;
+  log_ = folder / (normal_scan ? ORVA_FP_NORMAL_SCAN_LOG : ORVA_FP_SNR_LOG);
+  saves_ = script != ORVA_SCRIPT_SNR1 && script != ORVA_SCRIPT_SNR1_VARIANT;
+}
+
+void result_files::remove_old() const {
+  const fs::path sheet = data_.string() + ".sheet.png";
+  std::error_code error;
+  fs::remove(sheet, error);
+  if (error) throw command_error(kBadOutput, sheet.string() + ": " + error.message());
+}
+
+void result_files::expect(const sensor_test_reply &reply) {
+  const bool ends = reply.result == ORVA_TEST_FINISH || reply.result == ORVA_TEST_FINISH_ALT;
+  if (!saves_ || !ends) return;
+  const auto size =
+      static_cast<size_t>(std::clamp<int32_t>(reply.data_len, 0, SENSOR_TEST_DATA_SIZE));
+  bytes_.assign(reinterpret_cast<const char *>(reply.data), size);
+  text_.emplace(reply.result_text, strnlen(reply.result_text, sizeof reply.result_text));
+}
+
+std::vector<std::string> result_files::problems() const {
+  std::vector<std::string> found;
+  const auto check = [&](const fs::path &file, bool saved, const std::string &wanted, bool holds) {
+    std::error_code none;
+    if (!saved && fs::exists(file)) {
+      found.push_back(file.string() + ": of an earlier run, could not be removed");
+    } else if (saved && !holds) {
+      const uintmax_t size = fs::file_size(file, none);
+      found.push_back(fmt::format("{}; {} of {} bytes are there", reason(file, wanted),
+                                  none ? 0 : size, wanted.size()));
+    }
+  };
+  check(data_, !bytes_.empty(), bytes_, contents(data_) == bytes_);
+
+  const std::string log = contents(log_), text = text_.value_or("");
+  const std::string kept = log.substr(std::min(log.size(), kDateSize));
+  const bool whole = kept == text;
+  const bool cut = text.starts_with(kept) && log.size() > kLongestLog - kLongestCharacter;
+  const size_t size = std::min(kDateSize + text.size(), kLongestLog);
+  check(log_, text_.has_value(), std::string(size, ' '),
+        log.starts_with("Date: ") && (whole || cut));
+  return found;
+}
+
+std::string result_files::verdict() const {
+  std::istringstream lines(contents(log_));
+  std::string found;
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    const std::vector<std::string> list{std::istream_iterator<std::string>(words), {}};
+    if (!list.empty() && list[0].starts_with("RESULT"))
+      found = fmt::format("{}", fmt::join(list, " "));
+  }
+  return found;
+}
+
+bool result_files::log_has_line(const std::string &text) const {
+  std::istringstream lines(contents(log_));
+  for (std::string line; std::getline(lines, line);) {
+    if (without_blanks(line) == without_blanks(text)) return true;
+  }
+  return false;
+}
+
+}  // namespace tools

@@ -1,0 +1,170 @@
+#include "tools/sensor_test_run.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fmt/format.h>
+#include <fstream>
+
+#include <orva_fp/device.h>
+#include <orva_fp/sensor_test.h>
+
+#include "tools/device_node.h"
+#include "tools/journal.h"
+#include "tools/result_files.h"
+#include "tools/simulation.h"
+#include "tools/stop.h"
+
+namespace tools {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What the callback returns to end a run that is to stop.
+constexpr int32_t kStopRequested = -EINTR;
+
+class sensor_test_run {
+ public:
+  sensor_test_run(const sensor_test_job &job, const simulator::scenario &scenario)
+      : job_(job),
+        scenario_(scenario),
+        secure_side_(scenario.steps),
+        files_(job.folder, job.script),
+        show_(job.shown),
+        journal_(show_, job.recording) {}
+
+  sensor_test_outcome run(const std::vector<simulator::recorded> &against);
+
+ private:
+  static int32_t request(void *context, uint32_t command, const sensor_test_request *request,
+                         uint32_t request_size, sensor_test_reply *reply, uint32_t *reply_size);
+  void play();
+  void find_problems();
+  void show_results();
+  exit_status judge(const std::vector<simulator::recorded> &against);
+
+  const sensor_test_job &job_;
+  const simulator::scenario &scenario_;
+  simulator::secure_side secure_side_;
+  result_files files_;
+  trace show_;
+  journal journal_;
+  int32_t status_ = FP_OK;
+  int node_error_ = 0;
+  std::vector<std::string> problems_;
+};
+
+int32_t sensor_test_run::request(void *context, uint32_t command,
+                                 const sensor_test_request *request, uint32_t request_size,
+                                 sensor_test_reply *reply, uint32_t *reply_size) {
+  auto *self = static_cast<sensor_test_run *>(context);
+  if (stop_signal() != 0) {
+    self->journal_.add(simulator::exchange{*request, {.failure = kStopRequested}});
+    return kStopRequested;
+  }
+  const int32_t status = simulator::secure_side::request(&self->secure_side_, command, request,
+                                                         request_size, reply, reply_size);
+  if (status == 0) self->files_.expect(*reply);
+  return status;
+}
+
+void sensor_test_run::play() {
+  if (job_.simulated) simulate(scenario_.sensor);
+  simulator::observe([this](const simulator::command &c) { journal_.add(c); });
+  simulator::observe_waits([this](const simulator::wait &w) { journal_.add(w); });
+  secure_side_.observe([this](const simulator::exchange &e) { journal_.add(e); });
+
+  journal_.add(simulator::run_start{job_.script, job_.simulated, scenario_.name});
+  status_ = orvaFpSensorTest(job_.script, 0, 0, 0, request, this, 0, 0, job_.folder.c_str());
+  simulator::observe(nullptr);
+  simulator::observe_waits(nullptr);
+  orvaFpDeviceClose(g_fp_device_handle);
+  g_fp_device_handle = 0;
+  if (status_ == FP_ERR_NO_DEVICE) node_error_ = why_node_does_not_open();
+  journal_.add(simulator::run_end{status_, node_error_});
+}
+
+void sensor_test_run::find_problems() {
+  problems_ = secure_side_.problems();
+  if (job_.simulated) {
+    const std::vector<std::string> wrong = simulation_problems();
+    problems_.insert(problems_.end(), wrong.begin(), wrong.end());
+    if (status_ != scenario_.status) {
+      problems_.push_back(fmt::format("the run ended with {}, the scenario with {}", named(status_),
+                                      named(scenario_.status)));
+    }
+  }
+  if (status_ == FP_OK && !secure_side_.finished()) {
+    problems_.push_back(fmt::format("the run made {} requests, the scenario has {} steps",
+                                    secure_side_.requests().size(), scenario_.steps.size()));
+  }
+}
+
+std::string with_size(const fs::path &file) {
+  std::error_code missing;
+  const uintmax_t size = fs::file_size(file, missing);
+  return missing ? "none" : fmt::format("{}, {} bytes", file.string(), size);
+}
+
+void sensor_test_run::show_results() {
+  show_.status("status", status_);
+  show_.note("result log", with_size(files_.log()));
+  std::ifstream log(files_.log());
+  for (std::string line; std::getline(log, line);) show_.note("", "| " + line);
+  show_.note("data file", with_size(files_.data()));
+  show_.note("total",
+             fmt::format("{} exchanges, {} commands", show_.exchanges(), show_.commands()));
+}
+
+// Tells all that is wrong; the status is that of the worst.
+exit_status sensor_test_run::judge(const std::vector<simulator::recorded> &against) {
+  exit_status status = kPass;
+  const auto tell = [&](exit_status what, const std::string &text) {
+    complain(text);
+    if (status == kPass) status = what;
+  };
+  if (stop_signal() != 0) {
+    tell(kStopped, describe_stop(journal_.interrupt_armed()));
+  }
+  if (node_error_ != 0) complain(describe_node_error(node_error_));
+  for (const std::string &problem : files_.problems()) tell(kBadOutput, problem);
+  if (status != kStopped) {
+    for (const std::string &problem : problems_) tell(kUnexpected, "unexpected: " + problem);
+  }
+  if (status == kPass && status_ != FP_OK) status = kFailingStatus;
+  const std::string difference =
+      against.empty() ? "" : simulator::first_difference(against, journal_.events());
+  if (!difference.empty()) tell(kDiffers, "differs from the recording: " + difference);
+
+  const std::string verdict = files_.verdict();
+  std::string told = named(status_);
+  if (!verdict.empty()) told += ", " + verdict;
+  const bool as_expected = job_.expected.empty() || files_.log_has_line(job_.expected);
+  if (!as_expected) {
+    told += fmt::format(", where \"{}\" was expected", job_.expected);
+    if (status == kPass) status = kOtherVerdict;
+  }
+  const bool failed = status != kPass || verdict.find("FAIL") != std::string::npos;
+  show_.last_line(failed ? look::kBad : look::kGood, "result", told);
+  return status;
+}
+
+sensor_test_outcome sensor_test_run::run(const std::vector<simulator::recorded> &against) {
+  show_.note("scenario", scenario_.name + ": " + scenario_.description);
+  files_.remove_old();
+  play();
+  find_problems();
+  show_results();
+  const double milliseconds = show_.milliseconds();
+  journal_.close();
+  return {judge(against), milliseconds};
+}
+
+}  // namespace
+
+sensor_test_outcome run_sensor_test(const sensor_test_job &job, const simulator::scenario &scenario,
+                                    const std::vector<simulator::recorded> &against) {
+  return sensor_test_run(job, scenario).run(against);
+}
+
+}  // namespace tools

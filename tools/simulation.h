@@ -1,0 +1,23 @@
+// The simulated sensor. Its stand-ins for stat, open and ioctl are in a program of its own,
+// orva-fp-simulated, so that orva-fp itself never has any between it and a real sensor.
+#ifndef ORVA_TOOLS_SIMULATION_H
+#define ORVA_TOOLS_SIMULATION_H
+
+#include <string>
+#include <vector>
+
+#include "simulator/sensor_model.h"
+
+namespace tools {
+
+// Puts a fresh sensor behind the node. orva-fp instead goes on as orva-fp-simulated, which lies
+// beside it, with the same arguments; so call it before anything is printed or changed.
+void simulate(const simulator::sensor_config &sensor);
+
+// What the simulated sensor was sent that it should not have been, and the faults that it was to
+// show and did not.
+std::vector<std::string> simulation_problems();
+
+}  // namespace tools
+
+#endif

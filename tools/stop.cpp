@@ -1,0 +1,35 @@
+#include "tools/stop.h"
+
+#include <csignal>
+
+#include <orva_fp/sensor_test.h>
+
+namespace tools {
+
+namespace {
+
+volatile sig_atomic_t caught = 0;
+
+void stop(int signal) {
+  caught = signal;
+  // Ends waits without a limit; the signal itself ends the others.
+  __atomic_store_n(&g_sensor_test_abort, 1, __ATOMIC_RELAXED);
+}
+
+}  // namespace
+
+void catch_stop_signals() {
+  struct sigaction action {};
+  action.sa_handler = stop;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
+}
+
+int stop_signal() { return caught; }
+
+std::string describe_stop(bool interrupt_armed) {
+  return std::string("stopped by ") + (caught == SIGTERM ? "SIGTERM" : "SIGINT") +
+         "; the interrupt is " + (interrupt_armed ? "still armed" : "disarmed");
+}
+
+}  // namespace tools
