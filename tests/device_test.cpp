@@ -25,10 +25,9 @@ constexpr uint32_t kNoLimit = 0xFFFFFFFF;
 
 // What an operation does on an open driver whose record is as it was loaded.
 struct operation {
-  std::string name;
   std::function<int32_t(int32_t)> run;
   int32_t status;
-  std::string journal;
+  const char *journal;
 };
 
 int32_t call(int32_t handle, uint8_t opcode, const uint8_t *params, uint32_t speed_hz) {
@@ -44,6 +43,10 @@ void set_abort_flag(int32_t value) {
   __atomic_store_n(&g_sensor_test_abort, value, __ATOMIC_RELEASE);
 }
 
+auto polls(int32_t limit_ms) {
+  return [=](int32_t handle) { return orvaFpDeviceWaitInt(handle, limit_ms); };
+}
+
 auto waits(uint32_t limit_ms, int32_t abort_flag = 0) {
   return [=](int32_t) {
     set_abort_flag(abort_flag);
@@ -53,104 +56,95 @@ auto waits(uint32_t limit_ms, int32_t abort_flag = 0) {
   };
 }
 
-const std::string kMemoryOn =
-    "orvaFpDeviceEEPROMEnable:203 DeviceEEPROMEnable start non-tz 1 | set-clock 0 3300000 0.0.0 | "
-    "orvaFpDeviceEEPROMEnable:216 DeviceEEPROMEnable end | info-memory 0 3300000 0.0.0";
-const std::string kTriggered = "orvaFpDeviceWaitInt:256 DeviceWaitInt poll trigger";
-const std::string kArm =
-    "orvaFpDeviceEnableInt:228 DeviceEnableInt 1 4 10 1 | int-enable 1 12500000 4.10.1 buffers";
-const std::string kDisarm =
-    " | orvaFpDeviceEnableInt:228 DeviceEnableInt 0 4 10 1 | int-disable 1 12500000 4.10.1 buffers";
-const std::string kWait = " | 4:wait_interrupt_in_sensor_test:";
+// Words that the journals below are written with.
+const std::pair<std::string, std::string> kWords[] = {
+    {"MEMORY-ON",
+        "orvaFpDeviceEEPROMEnable:203 DeviceEEPROMEnable start non-tz 1 | set-clock 0 3300000 "
+        "0.0.0 | orvaFpDeviceEEPROMEnable:216 DeviceEEPROMEnable end | info-memory 0 3300000 "
+        "0.0.0"},
+    {"DISARM",
+        "orvaFpDeviceEnableInt:228 DeviceEnableInt 0 4 10 1 | int-disable 1 12500000 4.10.1 "
+        "buffers"},
+    {"ARM",
+        "orvaFpDeviceEnableInt:228 DeviceEnableInt 1 4 10 1 | int-enable 1 12500000 4.10.1 "
+        "buffers"},
+    {"TRIGGER", "orvaFpDeviceWaitInt:256 DeviceWaitInt poll trigger"},
+    {"CAME", "sensor_test interrupt tirgger"},
+    {"TIMEOUT", "4:WAIT:67 sensor_test interrupt timeout"},
+    {"ABORT", "4:WAIT:57 sensor_test interrupt abort"},
+    {"WAIT", "wait_interrupt_in_sensor_test"},
+};
+
+std::string expanded(std::string journal) {
+  for (const auto &[word, text] : kWords) {
+    for (size_t at; (at = journal.find(word)) != std::string::npos;)
+      journal.replace(at, word.size(), text);
+  }
+  return support::lines(journal);
+}
 
 const operation kOperations[] = {
-    {"Reset", orvaFpDeviceReset, 0, "reset 0 12500000 0.0.0"},
-    {"ResetFails", orvaFpDeviceReset, 209, "reset 0 12500000 0.0.0!"},
-    {"PowerOn", [](int32_t h) { return orvaFpDevicePowerCtrl(h, 1); }, 0,
+    {orvaFpDeviceReset, 0, "reset 0 12500000 0.0.0"},
+    {orvaFpDeviceReset, 209, "reset 0 12500000 0.0.0!"},
+    {[](int32_t h) { return orvaFpDevicePowerCtrl(h, 1); }, 0,
         "orvaFpDevicePowerCtrl:187 orvaFpDevicePowerCtrl 1 | power 1 12500000 0.0.0"},
-    {"PowerTakesAnyValue", [](int32_t h) { return orvaFpDevicePowerCtrl(h, 0xFFFFFFFE); }, 209,
+    {[](int32_t h) { return orvaFpDevicePowerCtrl(h, 0xFFFFFFFE); }, 209,
         "orvaFpDevicePowerCtrl:187 orvaFpDevicePowerCtrl -2 | power 4294967294 12500000 0.0.0!"},
-    {"InfoMemoryOn", [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1); }, 0, kMemoryOn},
-    {"InfoMemoryOffForAnyOtherValue", [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 2); }, 0,
+    {[](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1); }, 0, "MEMORY-ON"},
+    {[](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 2); }, 0,
         "orvaFpDeviceEEPROMEnable:203 DeviceEEPROMEnable start non-tz 2 | set-clock 0 12500000 "
         "0.0.0 | orvaFpDeviceEEPROMEnable:216 DeviceEEPROMEnable end | info-memory 1 12500000 "
         "0.0.0"},
-    {"InfoMemorySecondCommandFails", [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1); }, 209,
-        kMemoryOn + "!"},
-    {"InfoMemoryFirstCommandFails_ClockStaysChanged",
-        [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1) + orvaFpDeviceReset(h); }, 209,
+    {[](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1); }, 209, "MEMORY-ON!"},
+    {[](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1) + orvaFpDeviceReset(h); }, 209,
         "orvaFpDeviceEEPROMEnable:203 DeviceEEPROMEnable start non-tz 1 | set-clock 0 3300000 "
         "0.0.0! | reset 0 3300000 0.0.0"},
-    {"ClockNormalEndsSlow",
-        [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1) + orvaFpDeviceSetClock(h, 1); }, 0,
-        kMemoryOn + " | orvaFpDeviceSetClock:267 12.2.298.600 DeviceSetClock 1 | set-clock 0 "
-                    "12500000 0.0.0"},
-    {"ClockOtherKeepsTheClock",
-        [](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1) + orvaFpDeviceSetClock(h, -1); }, 209,
-        kMemoryOn + " | orvaFpDeviceSetClock:267 12.2.298.600 DeviceSetClock -1 | clock-other 0 "
-                    "3300000 0.0.0!"},
-    {"CpuSpeedup", [](int32_t h) { return orvaFpDeviceCPUSpeedup(h, 0x80000001); }, 0,
+    {[](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1) + orvaFpDeviceSetClock(h, 1); }, 0,
+        "MEMORY-ON | orvaFpDeviceSetClock:267 12.2.298.600 DeviceSetClock 1 | set-clock 0 12500000 "
+        "0.0.0"},
+    {[](int32_t h) { return orvaFpDeviceEEPROMEnable(h, 1) + orvaFpDeviceSetClock(h, -1); }, 209,
+        "MEMORY-ON | orvaFpDeviceSetClock:267 12.2.298.600 DeviceSetClock -1 | clock-other 0 "
+        "3300000 0.0.0!"},
+    {[](int32_t h) { return orvaFpDeviceCPUSpeedup(h, 0x80000001); }, 0,
         "cpu-speedup 2147483649 12500000 0.0.0"},
-    {"DisarmingLeavesParameters", [](int32_t h) { return orvaFpDeviceEnableInt(h, 2); }, 0,
+    {[](int32_t h) { return orvaFpDeviceEnableInt(h, 2); }, 0,
         "orvaFpDeviceEnableInt:228 DeviceEnableInt 2 4 10 1 | int-disable 1 12500000 0.0.0 "
         "buffers"},
-    {"ArmingParametersTravelOn",
-        [](int32_t h) {
-          return orvaFpDeviceEnableInt(h, 1) + orvaFpDeviceReset(h) + orvaFpDeviceEnableInt(h, 0);
-        },
-        0, kArm + " | reset 0 12500000 4.10.1" + kDisarm},
-    {"CallDriver",
-        [](int32_t h) {
-          static constexpr uint8_t kParams[3] = {7, 8, 9};
-          return call(h, 200, kParams, 1000) + call(h, 201, nullptr, 0) + orvaFpDeviceReset(h);
-        },
+    {[](int32_t h) {
+       return orvaFpDeviceEnableInt(h, 1) + orvaFpDeviceReset(h) + orvaFpDeviceEnableInt(h, 0);
+     },
+        0, "ARM | reset 0 12500000 4.10.1 | DISARM"},
+    {[](int32_t h) {
+       static constexpr uint8_t kParams[3] = {7, 8, 9};
+       return call(h, 200, kParams, 1000) + call(h, 201, nullptr, 0) + orvaFpDeviceReset(h);
+     },
         0,
         "command 200 4 1000 7.8.9 buffers | command 201 4 1000 7.8.9 buffers | reset 0 1000 7.8.9"},
 
-    {"Wait_Comes", [](int32_t h) { return orvaFpDeviceWaitInt(h, 500); }, 0,
-        "poll 500 in | " + kTriggered},
-    {"Wait_ComesWithAnError", [](int32_t h) { return orvaFpDeviceWaitInt(h, -1); }, 0,
-        "poll -1 both | " + kTriggered},
-    {"Wait_Timeout", [](int32_t h) { return orvaFpDeviceWaitInt(h, 0); }, 117, "poll 0 none"},
-    {"Wait_ErrorEventIsNoInterrupt", [](int32_t h) { return orvaFpDeviceWaitInt(h, 500); }, 117,
-        "poll 500 error"},
-    {"Wait_Fails", [](int32_t h) { return orvaFpDeviceWaitInt(h, 500); }, 209,
-        "poll 500 fails | orvaFpDeviceWaitInt:252 poll error"},
+    {polls(500), 0, "poll 500 in | TRIGGER"},
+    {polls(-1), 0, "poll -1 both | TRIGGER"},
+    {polls(0), 117, "poll 0 none"},
+    {polls(500), 117, "poll 500 error"},
+    {polls(500), 209, "poll 500 fails | orvaFpDeviceWaitInt:252 poll error"},
 
-    {"Timed_Comes", waits(1000), 0,
-        kArm + " | poll 1000 in | " + kTriggered + kWait + "65 sensor_test interrupt tirgger" +
-            kDisarm},
-    {"Timed_LimitPasses_FlagIsNotLookedAt", waits(60, 1), 13,
-        kArm + " | poll 60 none" + kWait + "67 sensor_test interrupt timeout" + kDisarm},
-    {"Timed_PollFails", waits(0x80000000), 13,
-        kArm + " | poll 2147483647 fails | orvaFpDeviceWaitInt:252 poll error" + kWait +
-            "67 sensor_test interrupt timeout" + kDisarm},
-    {"Timed_LongestLimit", waits(kNoLimit - 1), 13,
-        kArm + " | poll 2147483647 error" + kWait + "67 sensor_test interrupt timeout" + kDisarm},
-    {"Timed_ArmingFails", waits(1000), 209, kArm + "!"},
-    {"Timed_DisarmingFailsAfterInterrupt", waits(10), 209,
-        kArm + " | poll 10 in | " + kTriggered + kWait + "65 sensor_test interrupt tirgger" +
-            kDisarm + "!"},
-    {"Timed_DisarmingFailsAfterTimeout", waits(10), 209,
-        kArm + " | poll 10 none" + kWait + "67 sensor_test interrupt timeout" + kDisarm + "!"},
-    {"NoLimit_ComesInTheThirdSlice", waits(kNoLimit), 0,
-        kArm + " | poll 10 none | poll 10 none | poll 10 in | " + kTriggered + kWait +
-            "53 sensor_test interrupt tirgger" + kDisarm},
-    {"NoLimit_EveryShortSliceLasts10Ms", waits(kNoLimit), 0,
-        kArm +
-            " | poll 10 error | usleep 10000 | poll 10 fails | orvaFpDeviceWaitInt:252 poll error "
-            "| usleep 6000! | usleep 4000 | poll 10 in | " +
-            kTriggered + kWait + "53 sensor_test interrupt tirgger" + kDisarm},
-    {"NoLimit_FlagAfterAShortSlice", waits(kNoLimit, 1), 13,
-        kArm + " | poll 10 error | usleep 10000" + kWait + "57 sensor_test interrupt abort" +
-            kDisarm},
-    {"NoLimit_FlagSetOnEntry_OneSliceRuns", waits(kNoLimit, -1), 13,
-        kArm + " | poll 10 none" + kWait + "57 sensor_test interrupt abort" + kDisarm},
-    {"NoLimit_InterruptWinsOverTheFlag", waits(kNoLimit, 1), 0,
-        kArm + " | poll 10 in | " + kTriggered + kWait + "53 sensor_test interrupt tirgger" +
-            kDisarm},
-    {"NoLimit_DisarmingFailsAfterAbort", waits(kNoLimit, 1), 209,
-        kArm + " | poll 10 none" + kWait + "57 sensor_test interrupt abort" + kDisarm + "!"},
+    {waits(1000), 0, "ARM | poll 1000 in | TRIGGER | 4:WAIT:65 CAME | DISARM"},
+    // With a limit the flag is not looked at, without one it is after every slice.
+    {waits(60, 1), 13, "ARM | poll 60 none | TIMEOUT | DISARM"},
+    {waits(0x80000000), 13,
+        "ARM | poll 2147483647 fails | orvaFpDeviceWaitInt:252 poll error | TIMEOUT | DISARM"},
+    {waits(kNoLimit - 1), 13, "ARM | poll 2147483647 error | TIMEOUT | DISARM"},
+    {waits(1000), 209, "ARM!"},
+    {waits(10), 209, "ARM | poll 10 in | TRIGGER | 4:WAIT:65 CAME | DISARM!"},
+    {waits(10), 209, "ARM | poll 10 none | TIMEOUT | DISARM!"},
+    {waits(kNoLimit), 0,
+        "ARM | poll 10 none | poll 10 none | poll 10 in | TRIGGER | 4:WAIT:53 CAME | DISARM"},
+    {waits(kNoLimit), 0,
+        "ARM | poll 10 error | usleep 10000 | poll 10 fails | orvaFpDeviceWaitInt:252 poll error | "
+        "usleep 6000! | usleep 4000 | poll 10 in | TRIGGER | 4:WAIT:53 CAME | DISARM"},
+    {waits(kNoLimit, 1), 13, "ARM | poll 10 error | usleep 10000 | ABORT | DISARM"},
+    {waits(kNoLimit, -1), 13, "ARM | poll 10 none | ABORT | DISARM"},
+    {waits(kNoLimit, 1), 0, "ARM | poll 10 in | TRIGGER | 4:WAIT:53 CAME | DISARM"},
+    {waits(kNoLimit, 1), 209, "ARM | poll 10 none | ABORT | DISARM!"},
 };
 
 class Device : public testing::Test {
@@ -181,10 +175,10 @@ class Device : public testing::Test {
 
 TEST_F(Device, Operations) {
   for (const operation &c : kOperations) {
-    SCOPED_TRACE(c.name);
-    start(support::lines(c.journal));
+    SCOPED_TRACE(c.journal);
+    start(expanded(c.journal));
     EXPECT_EQ(c.run(g_fp_device_handle), c.status);
-    EXPECT_EQ(support::take_journal(), support::lines(c.journal));
+    EXPECT_EQ(support::take_journal(), expanded(c.journal));
     EXPECT_THAT(simulator::sensor().problems(), testing::IsEmpty());
   }
 }
