@@ -263,6 +263,7 @@ TEST(Examples, Statistics) {
   };
   EXPECT_EQ(text(count(0), count(10), count(11), count(-1), count(256)), "100 100 -1 100 -1");
   EXPECT_EQ(count_intensity_cs1(&four[3], -3, 2, 1, 0), 50);
+  EXPECT_EQ(count_intensity_cs1(bytes(20, 255).data(), 0, 3, 20, 255), 60 * 255);
   EXPECT_EQ(text(count_average_intensity_cs1(four.data(), 2, 2, 2, 0),
                 count_average_intensity_cs1(four.data(), 2, 2, 2, 15),
                 count_average_intensity_cs1(four.data(), 1, 1, 1, 15)),
