@@ -13,6 +13,18 @@
 #include "orva_fp/memory_time.h"
 #include "platform/log_line.h"
 
+static_assert(offsetof(image_eval_record, mark_map) == 24);
+static_assert(offsetof(image_eval_record, image) == 4432);
+static_assert(offsetof(image_eval_record, mean) == 4440);
+static_assert(offsetof(image_eval_record, defect_found) == 4444);
+static_assert(offsetof(image_eval_record, max_run) == 4448);
+static_assert(offsetof(image_eval_record, std_dev) == 4456);
+static_assert(offsetof(image_eval_record, reserved_b) == 4464);
+static_assert(offsetof(image_eval_record, high_count) == 4472);
+static_assert(offsetof(image_eval_record, deviation_count) == 4476);
+static_assert(offsetof(image_eval_record, low_count) == 4480);
+static_assert(sizeof(image_eval_record) == 4488);
+
 namespace {
 
 constexpr char kLogFile[] = "orva_image_algorithm";

@@ -15,6 +15,12 @@
 #include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
+static_assert(offsetof(noise_check_param, noise_flags) == 0);
+static_assert(offsetof(noise_check_param, strong_spike_count) == 4);
+static_assert(offsetof(noise_check_param, delta_spike_count) == 8);
+static_assert(offsetof(noise_check_param, spike_delta) == 12);
+static_assert(sizeof(noise_check_param) == 16);
+
 namespace {
 
 using orva::load;

@@ -31,6 +31,15 @@ struct plane {
   size_t size() const { return width * height; }
   Sample *row(size_t y) const { return data + static_cast<ptrdiff_t>(y) * stride; }
 
+  plane part(size_t x, size_t y, size_t columns, size_t rows) const {
+    if (columns == 0 || rows == 0 || empty()) return {nullptr, 0, 0};
+    plane cut = *this;
+    cut.data = row(y) + x;
+    cut.width = columns;
+    cut.height = rows;
+    return cut;
+  }
+
   // In the middle; of an odd rest the smaller half is at the left and at the top.
   plane centre(int64_t columns, int64_t rows) const {
     plane part(data, columns, rows, stride);

@@ -72,25 +72,23 @@ struct none_then_all {
 template <typename T>
 inline constexpr none_then_all<T> kNoneThenAll;
 
-// Calls work(offset) for adjacent vectors as long as groups of them fit between offset and size;
-// returns the offset after them.
-template <typename T, size_t Group, typename Work>
-ORVA_INLINE inline size_t for_each_group(size_t offset, size_t size, Work work) {
-  constexpr size_t kGroup = Group * kLanes<T>;
-  const size_t end = offset + (size - offset) / kGroup * kGroup;
-  for (; offset != end; offset += kGroup) {
-    for (size_t k = 0; k < kGroup; k += kLanes<T>) work(offset + k);
+// Calls work(place) for every place from 0 on, a step apart, from which a whole step fits into
+// size; returns the place after them. The loop takes Group places per turn, then four, then one.
+template <size_t Step, size_t Group, typename Work>
+ORVA_INLINE inline size_t for_each_step(size_t size, Work work, size_t place = 0) {
+  const size_t end = place + (size - place) / (Group * Step) * (Group * Step);
+  for (; place != end; place += Group * Step) {
+    for (size_t k = 0; k < Group; ++k) work(place + k * Step);
   }
-  return offset;
+  if constexpr (Group > 4) return for_each_step<Step, 4>(size, work, place);
+  if constexpr (Group > 1) return for_each_step<Step, 1>(size, work, place);
+  return place;
 }
 
-// Calls work(offset) for all whole vectors between 0 and size: the loop takes as many per turn as
-// Group says, then four, then one. Returns the offset after them.
+// Calls work(offset) for all whole vectors between 0 and size; returns the offset after them.
 template <typename T, size_t Group = 8, typename Work>
 ORVA_INLINE inline size_t for_each_whole_vector(size_t size, Work work) {
-  size_t offset = for_each_group<T, Group>(0, size, work);
-  if constexpr (Group > 4) offset = for_each_group<T, 4>(offset, size, work);
-  return for_each_group<T, 1>(offset, size, work);
+  return for_each_step<kLanes<T>, Group>(size, work);
 }
 
 // Calls work(at) for adjacent vectors that cover 0 to size - 1: at(array) is the vector of the
