@@ -11,43 +11,36 @@ namespace {
 using histogram = std::array<uint32_t, 256>;
 using level_map = std::array<uint8_t, 256>;
 
-// Pixels are taken four at a time.
-constexpr size_t kQuad = 4;
+// Pixels are taken so many at a time.
+constexpr size_t kBlock = 16;
 
 // Neighbouring pixels are mostly alike. They go into different tables, so that the second need not
 // wait for the count that the first has just stored.
 histogram count_levels(const uint8_t *image, size_t size) {
-  histogram even{};
-  histogram odd{};
-  size_t i = 0;
-  for (; i + kQuad <= size; i += kQuad) {
-    uint32_t quad;
-    memcpy(&quad, image + i, sizeof quad);
-    ++even[quad & 0xFF];
-    ++odd[quad >> 8 & 0xFF];
-    ++even[quad >> 16 & 0xFF];
-    ++odd[quad >> 24];
+  std::array<histogram, 4> tables{};
+  const uint8_t *end = image + size;
+  for (; end - image >= static_cast<ptrdiff_t>(kBlock); image += kBlock) {
+    for (size_t k = 0; k < kBlock; ++k) ++tables[k % tables.size()][image[k]];
   }
-  for (; i < size; ++i) ++even[image[i]];
-  for (size_t level = 0; level < even.size(); ++level) even[level] += odd[level];
-  return even;
+  for (; image != end; ++image) ++tables[0][*image];
+  histogram counts;
+  for (size_t level = 0; level < counts.size(); ++level) {
+    counts[level] = tables[0][level] + tables[1][level] + tables[2][level] + tables[3][level];
+  }
+  return counts;
 }
 
-// All four are looked up before the first is stored: a store might change the table for all that
-// the compiler knows.
+// The new levels are stored together, eight at a time.
 void map_levels(uint8_t *image, size_t size, const level_map &map) {
-  size_t i = 0;
-  for (; i + kQuad <= size; i += kQuad) {
-    const uint8_t first = map[image[i]];
-    const uint8_t second = map[image[i + 1]];
-    const uint8_t third = map[image[i + 2]];
-    const uint8_t fourth = map[image[i + 3]];
-    image[i] = first;
-    image[i + 1] = second;
-    image[i + 2] = third;
-    image[i + 3] = fourth;
+  const uint8_t *end = image + size;
+  for (; end - image >= static_cast<ptrdiff_t>(kBlock); image += kBlock) {
+    for (size_t half = 0; half < kBlock; half += kBlock / 2) {
+      uint8_t mapped[kBlock / 2];
+      for (size_t k = 0; k < kBlock / 2; ++k) mapped[k] = map[image[half + k]];
+      memcpy(image + half, mapped, sizeof mapped);
+    }
   }
-  for (; i < size; ++i) image[i] = map[image[i]];
+  for (; image != end; ++image) *image = map[*image];
 }
 
 // Spreads the levels below the cut, which hold at most spread pixels, over 0 to 255.

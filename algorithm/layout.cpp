@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "algorithm/block_walk.h"
 #include "algorithm/plane.h"
@@ -32,61 +33,111 @@ void exchange_rows(uint8_t *a, uint8_t *b, size_t size) {
   orva::store(b + size - sizeof(V), last_a);
 }
 
-// Reverses the order of the bytes, a word from each end at a time. The last two words may overlap:
-// both are loaded before either is stored, and where they meet they agree.
-void reverse_bytes(uint8_t *bytes, size_t size) {
-  uint8_t *head = bytes;
-  uint8_t *tail = bytes + size;
-  uint64_t low;
-  uint64_t high;
-  while (tail - head >= static_cast<ptrdiff_t>(sizeof low)) {
-    tail -= sizeof high;
-    memcpy(&low, head, sizeof low);
-    memcpy(&high, tail, sizeof high);
-    low = __builtin_bswap64(low);
-    high = __builtin_bswap64(high);
-    memcpy(head, &high, sizeof high);
-    memcpy(tail, &low, sizeof low);
-    head += sizeof low;
-  }
-  if (head < tail) std::reverse(head, tail);
+template <size_t... Place>
+void exchange_reversed_vectors(uint8_t *head, uint8_t *tail, std::index_sequence<Place...>) {
+  using V = orva::vector<uint8_t, 16>;
+  const V low[] = {orva::reversed(orva::load<V>(head + Place * sizeof(V)))...};
+  const V high[] = {orva::reversed(orva::load<V>(tail - (Place + 1) * sizeof(V)))...};
+  (orva::store(head + Place * sizeof(V), high[Place]), ...);
+  (orva::store(tail - (Place + 1) * sizeof(V), low[Place]), ...);
 }
 
-// Source rows that become adjacent destination columns, and the most destination rows that are made
-// from them at a time: their lines stay in the cache until all their columns have come.
-constexpr size_t kStripRows = 8;
-constexpr size_t kStripLength = 64;
-
-// Interleaves eight source rows, so that every destination row receives eight samples at once.
-void transpose_strip(const uint16_t *__restrict src, size_t src_step, uint16_t *__restrict dst,
-                     size_t dst_step, size_t length) {
-  const uint16_t *row[kStripRows];
-  for (size_t c = 0; c < kStripRows; ++c) row[c] = src + c * src_step;
-  uint16_t strip[kStripLength * kStripRows];
-  for (size_t r = 0; r < length; ++r) {
-    for (size_t c = 0; c < kStripRows; ++c) strip[r * kStripRows + c] = row[c][r];
-  }
-  for (size_t r = 0; r < length; ++r) {
-    memcpy(dst + r * dst_step, strip + r * kStripRows, kStripRows * sizeof *strip);
+// Exchanges the Size bytes that begin at head with the Size bytes that end at tail, in reverse
+// order. The two may overlap: all are loaded before any is stored, and where they meet they agree.
+template <size_t Size>
+void exchange_reversed(uint8_t *head, uint8_t *tail) {
+  if constexpr (Size >= 16) {
+    exchange_reversed_vectors(head, tail, std::make_index_sequence<Size / 16>());
+  } else {
+    static_assert(Size == sizeof(uint64_t));
+    const uint64_t low = __builtin_bswap64(orva::load<uint64_t>(head));
+    const uint64_t high = __builtin_bswap64(orva::load<uint64_t>(tail - Size));
+    orva::store(head, high);
+    orva::store(tail - Size, low);
   }
 }
 
-// dst row r, column c receives src row c, column r.
-void transpose(const uint16_t *__restrict src, size_t src_step, uint16_t *__restrict dst,
-               size_t dst_step, size_t dst_rows, size_t dst_columns) {
-  for (size_t first = 0; first < dst_rows; first += kStripLength) {
-    const size_t length = std::min(dst_rows - first, kStripLength);
-    const uint16_t *from = src + first;
-    uint16_t *to = dst + first * dst_step;
-    orva::for_each_overlapping_block<kStripRows>(dst_columns, [&](size_t c, size_t count) {
-      if (count == kStripRows) {
-        transpose_strip(from + c * src_step, src_step, to + c, dst_step, length);
-        return;
+void reverse_bytes(uint8_t *head, uint8_t *tail) { std::reverse(head, tail); }
+
+// Taken from both ends of a row at a time.
+constexpr size_t kEnd = 64;
+
+// The bytes that remain in the middle of a row, 1 to 2 * kEnd of them.
+size_t middle_of(size_t width) { return (width - 1) % (2 * kEnd) + 1; }
+
+// ReverseMiddle knows about the size of the middle, which is the same in all rows.
+template <auto ReverseMiddle>
+void reverse_rows(orva::plane<uint8_t> rows) {
+  const size_t pairs = (rows.width - 1) / (2 * kEnd);
+  const uint8_t *end = rows.row(rows.height);
+  for (uint8_t *row = rows.data; row != end; row += rows.stride) {
+    uint8_t *head = row;
+    uint8_t *tail = row + rows.width;
+    for (size_t k = 0; k < pairs; ++k) {
+      exchange_reversed<kEnd>(head, tail);
+      head += kEnd;
+      tail -= kEnd;
+    }
+    ReverseMiddle(head, tail);
+  }
+}
+
+void reverse_each_row(orva::plane<uint8_t> rows) {
+  if (rows.empty()) return;
+  const size_t middle = middle_of(rows.width);
+  if (middle > 64) return reverse_rows<exchange_reversed<64>>(rows);
+  if (middle > 32) return reverse_rows<exchange_reversed<32>>(rows);
+  if (middle > 16) return reverse_rows<exchange_reversed<16>>(rows);
+  if (middle > 8) return reverse_rows<exchange_reversed<8>>(rows);
+  return reverse_rows<reverse_bytes>(rows);
+}
+
+// A square of samples, a vector for each row.
+constexpr size_t kSide = 8;
+using samples = orva::vector<uint16_t, kSide>;
+struct square {
+  samples row[kSide];
+};
+
+// A perfect shuffle of the samples. Three of them make columns of the rows.
+square shuffled(const square &s) {
+  using orva::interleave_high, orva::interleave_low;
+  const samples *row = s.row;
+  return {interleave_low(row[0], row[4]), interleave_high(row[0], row[4]),
+          interleave_low(row[1], row[5]), interleave_high(row[1], row[5]),
+          interleave_low(row[2], row[6]), interleave_high(row[2], row[6]),
+          interleave_low(row[3], row[7]), interleave_high(row[3], row[7])};
+}
+
+void transpose_square(const uint16_t *src, size_t src_step, uint16_t *dst, size_t dst_step) {
+  square s;
+  for (size_t i = 0; i < kSide; ++i) s.row[i] = orva::load<samples>(src + i * src_step);
+  s = shuffled(shuffled(shuffled(s)));
+  for (size_t i = 0; i < kSide; ++i) orva::store(dst + i * dst_step, s.row[i]);
+}
+
+// The most destination rows that are made at a time: their lines stay in the cache until all their
+// columns have come.
+constexpr size_t kStripRows = 64;
+
+// dst row r, column c receives src row c, column r. The last squares may overlap those before them.
+void transpose(const uint16_t *src, size_t src_step, uint16_t *dst, size_t dst_step, size_t rows,
+               size_t columns) {
+  if (rows < kSide || columns < kSide) {
+    for (size_t r = 0; r < rows; ++r) {
+      for (size_t c = 0; c < columns; ++c) dst[r * dst_step + c] = src[c * src_step + r];
+    }
+    return;
+  }
+  for (size_t strip = 0; strip < rows; strip += kStripRows) {
+    const size_t end = std::min(strip + kStripRows, rows);
+    for (size_t column = 0; column < columns; column += kSide) {
+      const size_t c = std::min(column, columns - kSide);
+      for (size_t row = strip; row < end; row += kSide) {
+        const size_t r = std::min(row, rows - kSide);
+        transpose_square(src + c * src_step + r, src_step, dst + r * dst_step + c, dst_step);
       }
-      for (size_t k = c; k < c + count; ++k) {
-        for (size_t r = 0; r < length; ++r) to[r * dst_step + k] = from[k * src_step + r];
-      }
-    });
+    }
   }
 }
 
@@ -100,8 +151,7 @@ void flip_vertical(uint8_t *frame, int32_t width, int32_t height) {
 }
 
 void flip_horizontal(uint8_t *frame, int32_t width, int32_t height) {
-  const orva::plane rows(frame, width, height);
-  for (size_t y = 0; y < rows.height; ++y) reverse_bytes(rows.row(y), rows.width);
+  reverse_each_row(orva::plane(frame, width, height));
 }
 
 void images_flips(uint8_t *frames, int32_t width, int32_t height, uint32_t count, uint8_t mode) {
@@ -112,7 +162,7 @@ void images_flips(uint8_t *frames, int32_t width, int32_t height, uint32_t count
   for (size_t k = 0; k < count; ++k) {
     uint8_t *frame = frames + k * size;
     if (vertical && horizontal) {
-      reverse_bytes(frame, size);
+      reverse_each_row(orva::plane(frame, width, height).joined());
     } else if (vertical) {
       flip_vertical(frame, width, height);
     } else {

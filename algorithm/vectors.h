@@ -45,6 +45,21 @@ ORVA_INLINE inline vector<T> splat(T value) {
   return vector<T>{} + value;
 }
 
+// The bytes in reverse order.
+ORVA_INLINE inline vector<uint8_t, 16> reversed(vector<uint8_t, 16> v) {
+  return __builtin_shufflevector(v, v, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+}
+
+// The lower or the upper halves of two vectors, a lane of the one and a lane of the other in turn.
+ORVA_INLINE inline vector<uint16_t, 8> interleave_low(vector<uint16_t, 8> a,
+                                                      vector<uint16_t, 8> b) {
+  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+}
+ORVA_INLINE inline vector<uint16_t, 8> interleave_high(vector<uint16_t, 8> a,
+                                                       vector<uint16_t, 8> b) {
+  return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+}
+
 // The lanes of a vector in memory, to go through one by one.
 template <typename T>
 struct lane_array {
