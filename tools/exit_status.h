@@ -15,26 +15,24 @@ enum exit_status {
   kBadOutput = 4,
   kUnexpected = 5,
   kBadFrame = 6,
-  kNotEvaluated = 7,
-  kOtherVerdict = 8,
-  kStopped = 9,
-  kDiffers = 10,
+  kOtherVerdict = 7,
+  kStopped = 8,
+  kDiffers = 9,
 };
 
 // The table of them all, for the help texts.
 inline constexpr char kExitStatuses[] = R"(Exit status:
-  0   all went well
-  1   the run or an operation ended with a failing status
-  2   bad arguments, or a scenario that is not meant for the script
-  3   a scenario or recording cannot be read
-  4   an output cannot be written, a result file does not hold all that the run gave it, or another
-      run uses the folder
-  5   the run was not as its scenario says
-  6   a frame cannot be read
-  7   a frame is too large for the evaluation; all else was measured
-  8   the result log does not hold the text of --expect or --verdict
-  9   stopped by SIGINT or SIGTERM
-  10  the run differs from the recording of --against)";
+  0  all went well
+  1  the run or an operation ended with a failing status
+  2  bad arguments, or a scenario that is not meant for the script
+  3  a scenario or recording cannot be read
+  4  an output cannot be written, a result file does not hold all that the run gave it, or another
+     run uses the folder
+  5  the run was not as its scenario says
+  6  a frame cannot be read
+  7  the result log does not hold the text of --expect or --verdict
+  8  stopped by SIGINT or SIGTERM
+  9  the run differs from the recording of --against)";
 
 // Ends the program with one line on standard error and an exit status.
 class command_error : public std::runtime_error {

@@ -183,7 +183,7 @@ void add_sensor_test_command(CLI::App &app, exit_status &result) {
                     "Simulate the scenario's sensor instead of driving /dev/ovfp0");
   auto *expect = command->add_option(
       "--expect", o->job.expected,
-      "Line that the result log must hold, blanks not counted; else the exit status is 8");
+      "Line that the result log must hold, blanks not counted; else the exit status is 7");
   command->add_flag("--verdict", o->verdict, "As --expect \"" + std::string(kUsualVerdict) + "\"")
       ->excludes(expect);
   auto *repeat = command->add_option("--repeat", o->repeat, "Run so many times")
@@ -193,7 +193,7 @@ void add_sensor_test_command(CLI::App &app, exit_status &result) {
                    "Record every event into this file, best named *.jsonl")
       ->excludes(repeat);
   command->add_option("--against", o->against,
-                      "Compare the run with this recording; exit status 10 when an event differs");
+                      "Compare the run with this recording; exit status 9 when an event differs");
   command->add_option("--trace", o->trace, "text, or json for the lines of a recording")
       ->check(CLI::IsMember({"text", "json"}));
   command->add_flag("--verbose", o->job.shown.verbose,

@@ -234,7 +234,7 @@ TEST(Tool, SensorTest) {
           "!out/fp_data.bin.sheet.png"},
       {"run 1000 normal-scan-pass --verdict", 0, "RESULT : PASS\n"},
       {"run 1000 normal-scan-reset-fails", 0, "result FP_OK (0), RESULT : FAIL (reset)\n"},
-      {"run 1000 normal-scan-reset-fails --verdict", 8,
+      {"run 1000 normal-scan-reset-fails --verdict", 7,
           "FP_OK (0), RESULT : FAIL (reset), where \"RESULT : PASS\" was expected\n"},
       {"run 1000 normal-scan-reset-fails --expect 'RESULT: FAIL (reset)'", 0},
       {"run 1001 snr1-pass --verdict", 2, "", "SNR1 saves no result log"},
@@ -264,9 +264,9 @@ TEST(Tool, Recording) {
   const std::string record = "run 1000 normal-scan-reset-fails --record r.jsonl -q; ";
   const std::string replay = "; run 1000 r.jsonl -q";
   const std::vector<tool_case> rows = {
-      {record + "run 1000 normal-scan-pass --against r.jsonl -q", 10, "...",
+      {record + "run 1000 normal-scan-pass --against r.jsonl -q", 9, "...",
           "differs from the recording: event 8, \"command\": errno recorded 5, now 0\n"},
-      {record + "run 1000 normal-scan-stop --against r.jsonl -q", 10, "...",
+      {record + "run 1000 normal-scan-stop --against r.jsonl -q", 9, "...",
           "differs from the recording: event 4, \"exchange\": action recorded \"power-off-on\", "
           "now"},
       {"run 1000 normal-scan-stop --record r.jsonl --trace json; cmp -n 9999 stdout r.jsonl", 0,
@@ -336,7 +336,7 @@ TEST(Tool, Device) {
       // An error event is told, and no reason to spin.
       {"wait-interrupt --timeout 5000 " + error, 1,
           "error event 0x8 on the node, no interrupt; 1 so"},
-      {"wait-interrupt -q " + error + " & sleep 0.4; kill -TERM $!; wait $!", 9,
+      {"wait-interrupt -q " + error + " & sleep 0.4; kill -TERM $!; wait $!", 8,
           "result wait-inter", "stopped by SIGTERM; the interrupt is disarmed\n"},
   };
   check_all(rows, "S=" + kShipped.string() + "; orva-fp device --simulate ");
@@ -346,14 +346,14 @@ TEST(Tool, StopSignalDisarmsTheInterrupt) {
   const std::string never =
       "--simulate --scenario " + (kShipped / "snr2-interrupt-times-out.json").string();
   const std::vector<tool_case> rows = {
-      {"SIGNAL=INT; orva-fp device wait-interrupt " + never + kStop, 9,
+      {"SIGNAL=INT; orva-fp device wait-interrupt " + never + kStop, 8,
           "int-disable ... wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)\n",
           "stopped by SIGINT; the interrupt is disarmed\n"},
-      {"SIGNAL=TERM; orva-fp device wait-interrupt --timeout-ms 60000 " + never + kStop, 9,
+      {"SIGNAL=TERM; orva-fp device wait-interrupt --timeout-ms 60000 " + never + kStop, 8,
           "int-disable", "stopped by SIGTERM; the interrupt is disarmed\n"},
       // What was stopped can be replayed, the wait that the signal ended included.
       {"SIGNAL=INT; orva-fp sensor-test --script 1002 --out out --record r.jsonl " + never + kStop +
-              "; [ $? = 9 ] && run 1002 r.jsonl --against r.jsonl",
+              "; [ $? = 8 ] && run 1002 r.jsonl --against r.jsonl",
           1,
           "int-enable ... fails: Interrupted ... int-disable ... callback fails with -4 ..."
           "FP_ERR_REQUEST_FAILED (35)\n... recording of ... fails: Interrupted ... int-disable",
