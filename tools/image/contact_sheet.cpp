@@ -16,9 +16,6 @@ using fmt::format;
 constexpr sheet::plan kContactPlan = {4, 3, 340, true};
 constexpr sheet::plan kSinglePlan = {1, 1, 1024, false};
 
-// No mark is drawn smaller, however large the frame.
-constexpr double kLeastMark = 5;
-
 badge badge_for(const verdict &v, const char *found, const char *clear) {
   if (!v.possible) return {shape::kDash, kIdle, format("{}: not applicable", found)};
   return v.found ? badge{shape::kCross, kBad, found} : badge{shape::kTick, kGood, clear};
@@ -92,28 +89,16 @@ class contact_sheet : public sheet {
     }
   }
 
-  // Of the kind. Those that would hide one another are drawn once.
-  void draw_marks(uint8_t kind, shape s, colour c) {
-    std::vector<bool> taken(static_cast<size_t>(canvas_.width()) *
-                            static_cast<size_t>(canvas_.height()));
-    for (size_t i = 0; i < a_.marked.marks.size(); ++i) {
-      if ((a_.marked.marks[i] & kind) == 0) continue;
-      const box b = pixel(i, kLeastMark);
-      const auto at =
-          static_cast<size_t>(b.y + b.height / 2) * static_cast<size_t>(canvas_.width()) +
-          static_cast<size_t>(b.x + b.width / 2);
-      if (!taken[at]) canvas_.draw(s, b, c);
-      taken[at] = true;
-    }
-  }
-
   void marks_panel() {
     const evaluation &e = a_.marked;
     pale_picture(a_.shown.pixels);
     outline_shapes();
-    draw_marks(MARK_DEVIATION, shape::kSquare, kYellow);
-    draw_marks(MARK_LOW, shape::kDown, kBlue);
-    draw_marks(MARK_HIGH, shape::kUp, kVermilion);
+    const auto draw_kind = [&](uint8_t kind, shape s, colour c) {
+      draw_marks(s, c, [&](size_t i) { return (e.marks[i] & kind) != 0; });
+    };
+    draw_kind(MARK_DEVIATION, shape::kSquare, kYellow);
+    draw_kind(MARK_LOW, shape::kDown, kBlue);
+    draw_kind(MARK_HIGH, shape::kUp, kVermilion);
     const pixel_run &run = e.longest_run;
     if (run.length > 1) {
       const box start = pixel(static_cast<size_t>(run.start.y * a_.shown.width + run.start.x));

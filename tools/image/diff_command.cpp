@@ -120,24 +120,15 @@ class diff_sheet : public sheet {
   void marks_panel() {
     begin("Defect marks");
     pale_picture(b_.shown.pixels);
-    struct {
-      bool in_a, in_b;
-      legend_entry entry;
-    } kinds[] = {{true, true, {shape::kSquare, palette::kYellow, "both"}},
-                 {true, false, {shape::kDown, palette::kBlue, "A only"}},
-                 {false, true, {shape::kUp, palette::kVermilion, "B only"}}};
-    std::vector<legend_entry> entries;
-    for (auto &[in_a, in_b, entry] : kinds) {
-      int64_t count = 0;
-      for (size_t i = 0; i < d_.levels.size(); ++i) {
-        if ((a_.marked.marks[i] != 0) != in_a || (b_.marked.marks[i] != 0) != in_b) continue;
-        canvas_.draw(entry.mark, pixel(i, 5), entry.c);
-        ++count;
-      }
-      entry.text += format(" {}", count);
-      entries.push_back(entry);
-    }
-    legend(entries);
+    const auto draw_pixels = [&](shape s, colour c, const char *name, bool in_a, bool in_b) {
+      const int64_t count = draw_marks(s, c, [&](size_t i) {
+        return (a_.marked.marks[i] != 0) == in_a && (b_.marked.marks[i] != 0) == in_b;
+      });
+      return legend_entry{s, c, format("{} {}", name, count)};
+    };
+    legend({draw_pixels(shape::kSquare, palette::kYellow, "both", true, true),
+            draw_pixels(shape::kDown, palette::kBlue, "A only", true, false),
+            draw_pixels(shape::kUp, palette::kVermilion, "B only", false, true)});
     caption("", "marked high, low or deviating");
   }
 

@@ -3,8 +3,9 @@
 #define ORVA_TOOLS_IMAGE_SHEET_H
 
 #include <filesystem>
-#include <initializer_list>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/image/canvas.h"
@@ -12,6 +13,9 @@
 namespace tools {
 
 inline constexpr double kSmallText = 11.5;
+
+// No mark is drawn smaller, however large the frame.
+inline constexpr double kLeastMark = 5;
 
 // The colours hold apart for colour-blind eyes too, and by their brightness.
 namespace palette {
@@ -100,6 +104,23 @@ class sheet {
   // Of the frame's pixels in the picture, and no smaller than least.
   box area(double x, double y, double width, double height, double least = 0) const;
   box pixel(size_t i, double least = 0) const;
+
+  // Of the pixels whose indices are marked, and returns how many there are. Those that would hide
+  // one another are drawn once.
+  template <typename Marked>
+  int64_t draw_marks(shape s, colour c, Marked marked) {
+    std::set<std::pair<int32_t, int32_t>> taken;
+    int64_t count = 0;
+    for (size_t i = 0; i < static_cast<size_t>(frame_width_) * static_cast<size_t>(frame_height_);
+         ++i) {
+      if (!marked(i)) continue;
+      const box b = pixel(i, kLeastMark);
+      const auto place = std::pair(static_cast<int32_t>(b.x), static_cast<int32_t>(b.y));
+      if (taken.insert(place).second) canvas_.draw(s, b, c);
+      ++count;
+    }
+    return count;
+  }
 
   // Bars for counts of levels from first on, on a square root scale: a few full levels do not
   // flatten all others.
