@@ -20,7 +20,9 @@ int32_t orvaFpDeviceEnableInt(int32_t handle, uint32_t enable) {
   output_nw_orva_log(kFile, "orvaFpDeviceEnableInt", 228, "DeviceEnableInt %d %d %d %d",
                      static_cast<int32_t>(enable), kIntParams[0], kIntParams[1], kIntParams[2]);
   // Disarming leaves the parameters of arming in the record.
-  if (enable == 1) memcpy(g_fp_ioc_transfer.param, kIntParams, sizeof kIntParams);
+  if (enable == 1) {
+    memcpy(g_fp_ioc_transfer.param, kIntParams, sizeof g_fp_ioc_transfer.param);
+  }
   return send_command(handle, enable == 1 ? FP_IOC_INT_ENABLE : FP_IOC_INT_DISABLE, 1, &send_byte,
                       &receive_byte);
 }
