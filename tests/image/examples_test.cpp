@@ -240,17 +240,18 @@ TEST(Examples, Water) {
       {runs({{1, 120}, {1, 94}, {30, 95}, {1, 96}}), 0, 0},
       {runs({{1, 120}, {40, 95}, {1, 96}}), 0, 0},
       {runs({{1, 120}, {9, 95}, {1, 94}, {31, 95}, {1, 96}}), 1, 1},
-      {runs({{2, 94}, {30, 95}, {1, 96}}), 0, 1}, {runs({{98, 0}, {1, 255}, {1, 200}}), 0, 0}};
+      {runs({{1, 120}, {33, 95}, {1, 96}, {1, 94}, {31, 95}, {1, 96}}), 1, 1},
+      {runs({{2, 94}, {30, 95}, {1, 96}}), 0, 1}, {runs({{101, 0}, {1, 255}, {1, 200}}), 0, 0}};
   for (auto [row, rows, columns] : lines) {
-    const size_t left = 100 - row.size();
-    const size_t missing = 10099 - std::accumulate(row.begin(), row.end(), size_t{0});
+    const size_t left = 103 - row.size();
+    const size_t missing = 101 * 103 - 1 - std::accumulate(row.begin(), row.end(), size_t{0});
     for (size_t i = 0; i < left; ++i) {
       row.push_back(static_cast<uint8_t>(missing / left + (i < missing % left ? 1 : 0)));
     }
     bytes image;
     for (int y = 0; y < 21; ++y) image.insert(image.end(), row.begin(), row.end());
-    image.resize(22 * 100, 100);
-    EXPECT_EQ(text(water(image, {100, 22}), water(transposed(image, {100, 22}), {22, 100})),
+    image.resize(22 * 103, 100);
+    EXPECT_EQ(text(water(image, {103, 22}), water(transposed(image, {103, 22}), {22, 103})),
         text(rows, columns))
         << text(row);
   }
@@ -332,6 +333,9 @@ TEST(Extremes, SumsAndCounts) {
   EXPECT_EQ(means(image, large, 4, 0, bytes(image.size(), 0)), "255 255 255 255");
   for (size_t i = 0; i < image.size(); i += 2) image[i] = 100;
   EXPECT_EQ(ranges(image, large, 255, bytes(image.size(), 0)), "155 155 155 155 155 155");
+  bytes lines(22 * 400, 255);
+  for (size_t i = 0; i < 21 * 400; ++i) lines[i] = i % 400 / 40 == 4 ? 100 : 255;
+  EXPECT_EQ(water(transposed(lines, {400, 22}), {22, 400}), 1) << "a sum beyond 16 bits";
   bytes many = support::make_frame(support::pattern::kRandom, {1 << 22, 1}, 1);
   sort(many.data(), length(many));
   EXPECT_TRUE(std::is_sorted(many.begin(), many.end())) << "in no quadratic time";

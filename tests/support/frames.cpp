@@ -68,7 +68,8 @@ void add_bands(std::vector<uint8_t> &frame, frame_size size, random_source &rand
     if (random.below(2) == 0) std::swap(along, across);
     const int32_t left = static_cast<int32_t>(random.below(static_cast<uint32_t>(size.width))) - 3;
     const int32_t top = static_cast<int32_t>(random.below(static_cast<uint32_t>(size.height))) - 3;
-    const uint8_t level = static_cast<uint8_t>(random.below(190));
+    const uint8_t level =
+        static_cast<uint8_t>(random.below(2) != 0 ? random.below(190) : 150 + random.below(40));
     for (size_t i = 0; i < frame.size(); ++i) {
       const auto x = static_cast<uint32_t>(static_cast<int32_t>(i) % size.width - left);
       const auto y = static_cast<uint32_t>(static_cast<int32_t>(i) / size.width - top);
