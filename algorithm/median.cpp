@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 #include "algorithm/block_walk.h"
 #include "algorithm/median_of_nine.h"
@@ -9,6 +11,29 @@
 #include "orva_fp/image.h"
 
 namespace {
+
+// The bytes of a 3 x 3 window are sorted by a fixed sequence of exchanges, without a branch.
+constexpr size_t kWindow = 9;
+constexpr struct {
+  uint8_t lower;
+  uint8_t upper;
+} kExchanges[] = {{0, 3}, {1, 7}, {2, 5}, {4, 8}, {0, 7}, {2, 4}, {3, 8}, {5, 6}, {0, 2},
+                  {1, 3}, {4, 5}, {7, 8}, {1, 4}, {3, 6}, {5, 7}, {0, 1}, {2, 4}, {3, 5},
+                  {6, 8}, {2, 3}, {4, 5}, {6, 7}, {1, 2}, {3, 4}, {5, 6}};
+
+void exchange(uint8_t &lower, uint8_t &upper) {
+  const uint8_t smaller = orva::minimum(lower, upper);
+  upper = orva::maximum(lower, upper);
+  lower = smaller;
+}
+
+template <size_t... k>
+void sort_window(uint8_t *values, std::index_sequence<k...>) {
+  uint8_t window[kWindow];
+  memcpy(window, values, kWindow);
+  (exchange(window[kExchanges[k].lower], window[kExchanges[k].upper]), ...);
+  memcpy(values, window, kWindow);
+}
 
 // Above this many bytes counting them costs less than moving them.
 constexpr int32_t kInsertionSortLimit = 64;
@@ -82,7 +107,9 @@ void combine_rows(const triple_row &above, const triple_row &row, const triple_r
 
 void sort(uint8_t *values, int32_t count) {
   if (values == nullptr || count < 2) return;
-  if (count <= kInsertionSortLimit) {
+  if (count == kWindow) {
+    sort_window(values, std::make_index_sequence<std::size(kExchanges)>());
+  } else if (count <= kInsertionSortLimit) {
     insertion_sort(values, count);
   } else {
     counting_sort(values, count);

@@ -16,57 +16,34 @@ struct sample_summary {
   uint16_t min = 65535;
 };
 
-// Short enough to stay in the first-level cache between two loops, and for a 16-bit count.
-constexpr size_t kStretch = 4096;
-
-// A loop of its own with a signed 16-bit count: in any other form GCC or Clang widens the lanes.
-uint16_t count_saturated_in_stretch(const uint16_t *samples, size_t size) {
-  int16_t count = 0;
-  for (size_t i = 0; i < size; ++i) {
-    count = static_cast<int16_t>(count + (samples[i] == WHITE_NOISE_LEVEL));
-  }
-  return static_cast<uint16_t>(count);
-}
-
-uint32_t count_saturated(const uint16_t *samples, size_t size) {
-  uint32_t saturated = 0;
-  orva::for_each_block<kStretch>(size, [&](size_t offset, size_t count) {
-    saturated += count_saturated_in_stretch(samples + offset, count);
-  });
-  return saturated;
-}
-
-// Of all columns but the first and the last. The extremes stay in lanes
-// until the last row. A count cannot overlap as they may, so whole rows are counted at once and the
-// outer samples taken off again.
+// Of all columns but the first and the last.
 sample_summary summarise(const orva::plane<const uint16_t> &frame) {
-  const size_t width = frame.width;
-  if (width <= 2) return {};
-  constexpr size_t kLanes = 32;
-  uint16_t max[kLanes] = {};
-  uint16_t min[kLanes];
-  std::fill_n(min, kLanes, uint16_t{65535});
+  using samples = orva::vector<uint16_t>;
   sample_summary summary;
-  const size_t rows_at_once = std::max<size_t>(1, kStretch / width);
-  for (size_t first = 0; first < frame.height; first += rows_at_once) {
-    const size_t rows = std::min(rows_at_once, frame.height - first);
-    const uint16_t *band = frame.row(first);
-    for (size_t r = 0; r < rows; ++r) {
-      const uint16_t *row = band + r * width;
-      orva::for_each_overlapping_block<kLanes>(width - 2, [&](size_t offset, auto count) {
-        for (size_t lane = 0; lane < count; ++lane) {
-          const uint16_t sample = row[1 + offset + lane];
-          max[lane] = std::max(uint16_t{max[lane]}, sample);
-          min[lane] = std::min(uint16_t{min[lane]}, sample);
-        }
+  if (frame.width <= 2) return summary;
+  samples max = {};
+  samples min = ~max;
+  for (size_t y = 0; y < frame.height; ++y) {
+    const uint16_t *inner = frame.row(y) + 1;
+    // A lane counts up to 2^16 - 1 samples.
+    constexpr size_t kBlock = 32768 * orva::kLanes<uint16_t>;
+    orva::for_each_block<kBlock>(frame.width - 2, [&](size_t offset, size_t count) ORVA_INLINE {
+      samples saturated = {};
+      orva::for_each_vector<uint16_t>(count, [&](auto at) ORVA_INLINE {
+        const samples v = at(inner + offset);
+        max = orva::maximum(max, v);
+        min = orva::minimum(min, at(inner + offset, 65535));
+        saturated += orva::at_least(v, orva::splat<uint16_t>(WHITE_NOISE_LEVEL));
       });
-      summary.saturated -= row[0] == WHITE_NOISE_LEVEL;
-      summary.saturated -= row[width - 1] == WHITE_NOISE_LEVEL;
-    }
-    summary.saturated += count_saturated(band, rows * width);
+      orva::pair_sum<uint16_t, uint32_t> counts;
+      counts.add(-saturated);
+      summary.saturated += orva::sum_of_lanes(counts.lower() + counts.upper());
+    });
   }
-  summary.max = *std::max_element(max, max + kLanes);
-  summary.min = *std::min_element(min, min + kLanes);
+  for (const uint16_t lane : orva::lane_array<uint16_t>(max))
+    summary.max = orva::maximum(summary.max, lane);
+  for (const uint16_t lane : orva::lane_array<uint16_t>(min))
+    summary.min = orva::minimum(summary.min, lane);
   return summary;
 }
 

@@ -79,11 +79,19 @@ double standard_deviation(const uint8_t *data, int32_t count) {
 }
 
 double calculate_sd(const double *values, int32_t count) {
+  // Sums run in index order; only what is added may be computed two at a time.
+  const size_t size = count > 0 ? static_cast<size_t>(count) : 0;
   double sum = 0.0;
-  for (int32_t i = 0; i < count; ++i) sum += values[i];
+  orva::for_each_step<1, 8>(size, [&](size_t i) ORVA_INLINE { sum += values[i]; });
   const double mean = sum / count;
   double spread = 0.0;
-  for (int32_t i = 0; i < count; ++i) spread += (values[i] - mean) * (values[i] - mean);
+  const size_t paired = orva::for_each_step<2, 4>(size, [&](size_t i) ORVA_INLINE {
+    const auto deviations = orva::load<orva::vector<double, 2>>(values + i) - mean;
+    const auto squares = deviations * deviations;
+    spread += squares[0];
+    spread += squares[1];
+  });
+  if (paired != size) spread += (values[paired] - mean) * (values[paired] - mean);
   const double deviation = std::sqrt(spread / count);
   // One for all: what 0 / 0 or infinities give has a different sign on different processors.
   if (std::isnan(deviation)) return std::numeric_limits<double>::quiet_NaN();
