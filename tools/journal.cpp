@@ -30,16 +30,19 @@ void journal::add(const simulator::event &what) {
   events_.push_back(
       {.at_us = microseconds(CLOCK_MONOTONIC) - start_us_, .time = wall_clock(), .what = what});
   show_.event(what);
-  const std::string line = simulator::line_of(events_.back());
+  if (recording_ || show_.shows_lines()) write(simulator::line_of(events_.back()));
+
+  const auto *c = std::get_if<simulator::command>(&what);
+  if (c != nullptr) armed_ = simulator::armed_after(*c, armed_);
+}
+
+void journal::write(const std::string &line) {
   show_.line_of_recording(line);
   try {
     if (recording_ && !failure_) recording_->write(line + "\n");
   } catch (const command_error &error) {
     failure_ = error;
   }
-
-  const auto *c = std::get_if<simulator::command>(&what);
-  if (c != nullptr) armed_ = simulator::armed_after(*c, armed_);
 }
 
 void journal::close() {

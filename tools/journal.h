@@ -27,6 +27,8 @@ class journal {
   bool interrupt_armed() const { return armed_; }
 
  private:
+  void write(const std::string &line);
+
   trace &show_;
   std::unique_ptr<output_file> recording_;
   std::optional<command_error> failure_;

@@ -92,6 +92,7 @@ void check(const options &o, const simulator::scenario &scenario) {
   if (o.inspect && last_frame(scenario).width == 0) {
     refuse(fmt::format("scenario {} ends without a frame to inspect", scenario.name));
   }
+  if (o.inspect && o.job.shown.json) refuse("--inspect prints a table, which is no JSON");
   if (!scenario.is_meant_for(script)) {
     refuse(fmt::format("scenario {} is not meant for script {}", scenario.name, script));
   }

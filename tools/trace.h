@@ -26,6 +26,7 @@ class trace {
   explicit trace(const trace_options &options);
 
   void event(const simulator::event &e);
+  bool shows_lines() const { return options_.json; }
   void line_of_recording(const std::string &line);
 
   // What an operation ended with; returns whether it is FP_OK.

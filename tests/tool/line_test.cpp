@@ -250,6 +250,7 @@ TEST(Tool, SensorTest) {
       {"run 1000 normal-scan-pass --inspect", 0, "out/fp_data.bin 58 76 8", "",
           "out/fp_data.bin.sheet.png"},
 #endif
+      {"run 1000 normal-scan-pass --inspect --trace json", 2, "", "--inspect prints a table"},
       {"run 1001 snr1-pass --inspect", 2, "", "snr1-pass ends without a frame to inspect\n"},
   };
   check_all(rows, kShell);
