@@ -14,23 +14,31 @@ namespace {
 // Blocks of constant length need no code for their ends.
 constexpr size_t kBlock = 128;
 
-// The last vectors are loaded before any is stored, so that they may overlap those before them.
-void exchange_rows(uint8_t *a, uint8_t *b, size_t size) {
-  using V = orva::vector<uint8_t>;
-  if (size < sizeof(V)) {
+template <size_t Size>
+void exchange(uint8_t *__restrict a, uint8_t *__restrict b) {
+  for (size_t i = 0; i < Size; ++i) std::swap(a[i], b[i]);
+}
+
+// The last bytes are loaded before any are stored, so that they may overlap those before them.
+void exchange_rows(uint8_t *__restrict a, uint8_t *__restrict b, size_t size) {
+  constexpr size_t kLast = 32;
+  using V = orva::vector<uint8_t, kLast / 2>;
+  if (size < kLast) {
     std::swap_ranges(a, a + size, b);
     return;
   }
-  const V last_a = orva::load<V>(a + size - sizeof(V));
-  const V last_b = orva::load<V>(b + size - sizeof(V));
-  const auto exchange = [=](size_t offset) ORVA_INLINE {
-    const V lanes = orva::load<V>(a + offset);
-    orva::store(a + offset, orva::load<V>(b + offset));
-    orva::store(b + offset, lanes);
-  };
-  if (orva::for_each_whole_vector<uint8_t>(size, exchange) == size) return;
-  orva::store(a + size - sizeof(V), last_b);
-  orva::store(b + size - sizeof(V), last_a);
+  uint8_t *last_a = a + size - kLast;
+  uint8_t *last_b = b + size - kLast;
+  const V from_a[] = {orva::load<V>(last_a), orva::load<V>(last_a + sizeof(V))};
+  const V from_b[] = {orva::load<V>(last_b), orva::load<V>(last_b + sizeof(V))};
+  size_t i = 0;
+  for (; i + kBlock <= size; i += kBlock) exchange<kBlock>(a + i, b + i);
+  for (; i + kLast <= size; i += kLast) exchange<kLast>(a + i, b + i);
+  if (i == size) return;
+  orva::store(last_a, from_b[0]);
+  orva::store(last_a + sizeof(V), from_b[1]);
+  orva::store(last_b, from_a[0]);
+  orva::store(last_b + sizeof(V), from_a[1]);
 }
 
 template <size_t... Place>
