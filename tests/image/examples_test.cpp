@@ -231,7 +231,7 @@ TEST(Examples, Water) {
     // A column is searched from its first pixel on, unlike a row.
     EXPECT_EQ(water(transposed(image, {46, 40}), {40, 46}), b.left == 0 || b.expected == 1);
   }
-  // 21 equal rows before another. With a mean that is just short of 101 the threshold is 95; with
+  // 30 equal rows before another. With a mean that is just short of 101 the threshold is 95; with
   // one of 4 there is none.
   const struct {
     bytes row;
@@ -249,9 +249,9 @@ TEST(Examples, Water) {
       row.push_back(static_cast<uint8_t>(missing / left + (i < missing % left ? 1 : 0)));
     }
     bytes image;
-    for (int y = 0; y < 21; ++y) image.insert(image.end(), row.begin(), row.end());
-    image.resize(22 * 103, 100);
-    EXPECT_EQ(text(water(image, {103, 22}), water(transposed(image, {103, 22}), {22, 103})),
+    for (int y = 0; y < 30; ++y) image.insert(image.end(), row.begin(), row.end());
+    image.resize(31 * 103, 100);
+    EXPECT_EQ(text(water(image, {103, 31}), water(transposed(image, {103, 31}), {31, 103})),
         text(rows, columns))
         << text(row);
   }
