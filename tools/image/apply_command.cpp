@@ -225,7 +225,7 @@ void add_apply_command(CLI::App *image, exit_status &result) {
     help += fmt::format("  {:<15} {}{}{}\n", f.name, f.text, f.options.empty() ? "" : "; ",
                         fmt::join(f.options, ", "));
   }
-  apply->footer(help);
+  apply->footer(help + "\n" + kExitStatuses);
   apply->add_option("words", o->words, "Filters, then files")
       ->required()
       ->type_name("FILTER... IN");

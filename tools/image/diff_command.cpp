@@ -183,7 +183,7 @@ exit_status run(const options &o) {
 void add_diff_command(CLI::App *image, exit_status &result) {
   const auto o = std::make_shared<options>();
   CLI::App *command = image->add_subcommand("diff", "Compares two frames of one size");
-  command->footer(kHelp);
+  command->footer(std::string(kHelp) + "\n\n" + kExitStatuses);
   command->add_option("a", o->files[0], "Frame or unit's folder")->required()->type_name("A");
   command->add_option("b", o->files[1], "Frame or unit's folder")->required()->type_name("B");
   command->add_option("--out", o->out, "Picture to draw (PNG)");

@@ -64,7 +64,7 @@ void add_frame_options(CLI::App *command, inspect_settings &s) {
 void add_inspect_command(CLI::App *image, exit_status &result) {
   const auto job = std::make_shared<inspect_job>();
   CLI::App *command = image->add_subcommand("inspect", "Measures frames and draws what was found");
-  command->footer(kInspectHelp);
+  command->footer(std::string(kInspectHelp) + "\n\n" + kExitStatuses);
   command->add_option("frames", job->files, "Frames to inspect")->required()->type_name("FRAME");
   CLI::Option *out =
       command->add_option("--out", job->out, "Folder of the pictures; created if missing");
@@ -84,7 +84,7 @@ void add_inspect_command(CLI::App *image, exit_status &result) {
 void add_image_command(CLI::App &app, exit_status &result) {
   CLI::App *image =
       app.add_subcommand("image", "Looks at frames, compares, changes and makes them");
-  image->footer(kImageHelp);
+  image->footer(std::string(kImageHelp) + "\n\n" + kExitStatuses);
   need_subcommand(image);
   add_inspect_command(image, result);
   add_diff_command(image, result);

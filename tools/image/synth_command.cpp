@@ -160,7 +160,7 @@ exit_status run(const options &o) {
 void add_synth_command(CLI::App *image, exit_status &result) {
   const auto o = std::make_shared<options>();
   CLI::App *command = image->add_subcommand("synth", "Makes up a frame with known defects");
-  command->footer(kHelp);
+  command->footer(std::string(kHelp) + "\n\n" + kExitStatuses);
   const auto size = CLI::Range(1, static_cast<int>(kLargestFrame));
   const auto count = [&](const char *name, int32_t &to, const char *text) {
     return command->add_option(name, to, text)->check(size);
