@@ -12,9 +12,8 @@
 
 #include "simulator/json_reader.h"
 #include "tools/commands.h"
-#include "tools/device_node.h"
+#include "tools/sensor_at_work.h"
 #include "tools/simulation.h"
-#include "tools/stop.h"
 #include "tools/trace.h"
 
 namespace tools {
@@ -27,75 +26,22 @@ the node. An operation that fails ends the list. For instance:
   orva-fp device power on reset wait-interrupt --timeout-ms 500
 Standard output shows every command to the driver, every wait and the status of every operation.)";
 
+constexpr char kStateHelp[] = "on, off or another number for the driver";
+
 constexpr uint32_t kLongestLimitMs = 0x7FFFFFFF;
 
 // A node with an error event is readable at once, again and again.
 constexpr std::chrono::milliseconds kPauseAfterErrorEvent{100};
-constexpr double kErrorsToldEveryMs = 1000;
+constexpr uint32_t kErrorEventsForALine = 10;
 
 // The interrupts of a simulated sensor that no scenario describes.
-constexpr uint32_t kInterruptAfterMs = 100;
 constexpr size_t kInterrupts = 1000;
-
-struct options {
-  bool simulate = false;
-  std::string scenario;
-  trace_options shown;
-};
-
-// The bench: the open node and what it shows.
-class bench {
- public:
-  explicit bench(const trace_options &shown) : show(shown) {}
-
-  void saw(const simulator::command &c) {
-    show.event(c);
-    last_received = c.received;
-  }
-  // Tells waits that end without an interrupt only when there is something wrong, and not too
-  // often.
-  void saw(const simulator::wait &w) {
-    if (w.outcome == simulator::wait_outcome::kInterrupt) return show.event(w);
-    if (w.outcome != simulator::wait_outcome::kErrorEvent) return;
-    ++error_events;
-    if (error_events == 1 || show.milliseconds() - told_at_ms >= kErrorsToldEveryMs) {
-      told_at_ms = show.milliseconds();
-      show.event(look::kBad, "wait",
-                 fmt::format("error event {:#x} on the node, no interrupt; {} so far", w.events,
-                             error_events));
-    }
-    std::this_thread::sleep_for(kPauseAfterErrorEvent);
-  }
-
-  trace show;
-  std::vector<uint8_t> last_received;
-  uint32_t error_events = 0;
-  double told_at_ms = 0;
-};
-
-using operation = std::function<int32_t(bench &b, int32_t handle)>;
-
-struct named_operation {
-  std::string name;
-  operation operate;
-};
+constexpr uint32_t kInterruptAfterMs = 100;
 
 struct wait_options {
   uint32_t timeout_ms = ORVA_FP_NO_TIME_LIMIT;
   uint32_t count = 1;
 };
-
-// Without an interrupt, or with a signal, it does not go on to the next.
-int32_t wait_for_interrupts(bench &b, const wait_options &o) {
-  int32_t status = FP_OK;
-  for (uint32_t i = 1; i <= o.count && status == FP_OK && stop_signal() == 0; ++i) {
-    status = wait_interrupt_in_sensor_test(o.timeout_ms);
-    if (status == FP_OK && o.count > 1) {
-      b.show.event(look::kGood, fmt::format("interrupt {}", i), fmt::format("of {}", o.count));
-    }
-  }
-  return status;
-}
 
 struct command_options {
   uint8_t code = 0;
@@ -106,194 +52,188 @@ struct command_options {
   uint32_t speed_hz = 0;
 };
 
-// The operation, from options that fit together.
-operation send_command(const command_options &o) {
-  const auto refuse = [](const std::string &why) { throw CLI::ValidationError(why); };
-  const auto bytes = simulator::bytes_of_hex(o.tx);
-  if (!bytes) refuse("--tx must be pairs of hexadecimal digits");
-  if (o.rx != 0 && !bytes->empty() && o.rx != bytes->size()) {
-    refuse(fmt::format("--tx and --rx share one length, {} is not {}", bytes->size(), o.rx));
+// The command line after "device" and what comes of it. It is parsed on its own, since only a
+// program's own sub-commands may come more than once.
+class device_command {
+ public:
+  device_command();
+  exit_status run(std::vector<std::string> arguments);
+
+ private:
+  using operation = std::function<int32_t()>;
+
+  // An operation that make returns once its name and its options have been read.
+  CLI::App *add(const std::string &name, const std::string &what,
+                const std::function<operation()> &make) {
+    CLI::App *command = app_.add_subcommand(name, what)->fallthrough()->immediate_callback();
+    command->callback([this, name, make] { operations_.emplace_back(name, make()); });
+    return command;
   }
-  if (o.len != 0 && (o.rx != 0 || !bytes->empty())) {
-    refuse("--len is the argument of a command without --tx and --rx");
+
+  // An operation with one value.
+  template <typename T>
+  CLI::Option *add(const std::string &name, const std::string &what, const char *help,
+                   int32_t (*operate_on)(int32_t, T)) {
+    const auto value = std::make_shared<T>();
+    CLI::App *command = add(name, what, [=] {
+      return [operate_on, now = *value] { return operate_on(g_fp_device_handle, now); };
+    });
+    return command->add_option("value", *value, help)->required();
   }
-  return [=](bench &, int32_t handle) {
-    std::vector<uint8_t> received(o.rx);
-    const size_t transfer = std::max(bytes->size(), received.size());
-    return orva_call_driver(handle, o.code, bytes->empty() ? nullptr : bytes->data(),
-                            transfer != 0 ? static_cast<uint32_t>(transfer) : o.len,
-                            received.empty() ? nullptr : received.data(),
-                            o.param.empty() ? nullptr : o.param.data(), o.speed_hz);
+
+  void attach_sensor() const;
+  bool operate();
+  operation wait(wait_options o);
+  operation send(command_options o);
+  void saw(const simulator::wait &w);
+
+  CLI::App app_{"Does operations on the sensor, one after the other", "orva-fp device"};
+  bool simulate_ = false;
+  std::string scenario_;
+  trace_options shown_;
+  wait_options wait_;
+  command_options command_;
+  std::vector<std::pair<std::string, operation>> operations_;
+  std::unique_ptr<trace> show_;
+  uint32_t error_events_ = 0;
+};
+
+device_command::device_command() {
+  app_.footer(std::string(kHelp) + "\n\n" + kExitStatuses);
+  app_.add_flag("--simulate", simulate_, "Simulate the sensor instead of driving /dev/ovfp0");
+  app_.add_option("--scenario", scenario_, "Simulate the sensor of a scenario or recording");
+  app_.add_flag("--verbose", shown_.verbose, "Show the bytes of every command record");
+  app_.add_flag("-q,--quiet", shown_.quiet, "Show the last line alone");
+
+  const std::map<std::string, uint32_t> names = {{"off", 0}, {"on", 1}};
+  const CLI::Validator on_or_off = CLI::Transformer(names).description("");
+  add("open", "Opens the node, no more", [] { return [] { return FP_OK; }; });
+  add("reset", "Resets the sensor",
+      [] { return [] { return orvaFpDeviceReset(g_fp_device_handle); }; });
+  add("power", "Switches the sensor on or off", kStateHelp, orvaFpDevicePowerCtrl)
+      ->transform(on_or_off);
+  add("clock", "Sets the bus clock", "1 for 12.5 MHz, any other for the driver's other command",
+      orvaFpDeviceSetClock);
+  add("info-memory", "Switches the sensor's information memory on or off", kStateHelp,
+      orvaFpDeviceEEPROMEnable)
+      ->transform(on_or_off);
+  add("cpu-speedup", "Asks for a CPU speed-up", "The driver's own value", orvaFpDeviceCPUSpeedup);
+
+  CLI::App *wait_command = add("wait-interrupt", "Arms the interrupt, waits for it and disarms it",
+                               [this] { return wait(std::exchange(wait_, {})); });
+  wait_command
+      ->add_option("--timeout-ms,--timeout", wait_.timeout_ms,
+                   "Time limit in milliseconds; until Ctrl-C without it")
+      ->check(CLI::Range(uint32_t{0}, kLongestLimitMs));
+  wait_command->add_option("--count", wait_.count, "Wait for so many, armed anew for each")
+      ->check(CLI::PositiveNumber);
+
+  CLI::App *any = add("command", "Sends any command to the driver",
+                      [this] { return send(std::exchange(command_, {})); });
+  any->add_option("--code", command_.code, "Command code, 0 to 255")
+      ->required()
+      ->check(CLI::Range(0, 255));
+  any->add_option("--tx", command_.tx, "Bytes to send, in hexadecimal digits");
+  any->add_option("--rx", command_.rx, "Count of bytes to receive")->check(CLI::Range(1, 1 << 20));
+  any->add_option("--len", command_.len, "Argument of a command that transfers nothing");
+  any->add_option("--param", command_.param, "Three parameters A,B,C; as they were without it")
+      ->delimiter(',')
+      ->expected(3)
+      ->check(CLI::Range(0, 255));
+  any->add_option("--speed", command_.speed_hz, "Bus clock in Hz; as it was without it");
+}
+
+// Without an interrupt, or with a signal, it does not go on to the next.
+device_command::operation device_command::wait(wait_options o) {
+  return [this, o] {
+    int32_t status = FP_OK;
+    for (uint32_t i = 1; i <= o.count && status == FP_OK && stop_signal() == 0; ++i) {
+      status = wait_interrupt_in_sensor_test(o.timeout_ms);
+      if (status != FP_OK || o.count == 1) continue;
+      show_->event(look::kGood, fmt::format("interrupt {}", i), fmt::format("of {}", o.count));
+    }
+    return status;
   };
 }
 
-// Goes through the operations on the open node; true when all went well.
-bool operate(bench &b, const std::vector<named_operation> &operations) {
-  for (const named_operation &next : operations) {
-    if (stop_signal() != 0) return false;
-    b.last_received.clear();
-    if (!b.show.status(next.name, next.operate(b, g_fp_device_handle))) return false;
-    if (next.name != "command" || b.last_received.empty()) continue;
-    b.show.note("received", fmt::format("{:02x}", fmt::join(b.last_received, " ")));
+device_command::operation device_command::send(command_options o) {
+  const auto refuse = [](const std::string &why) { throw CLI::ValidationError(why); };
+  const auto bytes = simulator::bytes_of_hex(o.tx);
+  if (!bytes) refuse("--tx must be pairs of hexadecimal digits");
+  const auto sent = static_cast<uint32_t>(bytes->size());
+  if (o.rx != 0 && sent != 0 && o.rx != sent) {
+    refuse(fmt::format("--tx and --rx share one length, {} is not {}", sent, o.rx));
+  }
+  if (o.len != 0 && (o.rx != 0 || sent != 0)) {
+    refuse("--len is the argument of a command without --tx and --rx");
+  }
+  return [this, o, bytes = *bytes] {
+    std::vector<uint8_t> received(o.rx);
+    const auto given = [](auto &list) { return list.empty() ? nullptr : list.data(); };
+    const int32_t status =
+        orva_call_driver(g_fp_device_handle, o.code, given(bytes),
+                         std::max({static_cast<uint32_t>(bytes.size()), o.rx, o.len}),
+                         given(received), given(o.param), o.speed_hz);
+    if (status == FP_OK && o.rx != 0) {
+      show_->note("received", fmt::format("{:02x}", fmt::join(received, " ")));
+    }
+    return status;
+  };
+}
+
+// Tells waits that end without an interrupt only where there is an error event, and not every one.
+void device_command::saw(const simulator::wait &w) {
+  const bool error = w.outcome == simulator::wait_outcome::kErrorEvent;
+  if (w.outcome == simulator::wait_outcome::kInterrupt ||
+      (error && error_events_++ % kErrorEventsForALine == 0)) {
+    show_->event(w);
+  }
+  if (error) std::this_thread::sleep_for(kPauseAfterErrorEvent);
+}
+
+void device_command::attach_sensor() const {
+  if (!scenario_.empty()) return simulate(simulator::load_scenario(scenario_).sensor);
+  const auto plan = simulator::interrupt_plan::after(kInterruptAfterMs);
+  if (simulate_) simulate({.interrupts = std::vector(kInterrupts, plan)});
+}
+
+// Goes through the operations on the open node, as far as all goes well.
+bool device_command::operate() {
+  for (const auto &[name, operate] : operations_) {
+    if (stop_signal() != 0 || !show_->status(name, operate())) return false;
   }
   return true;
 }
 
-exit_status run(const options &o, const std::vector<named_operation> &operations) {
-  if (!o.scenario.empty()) {
-    simulate(simulator::load_scenario(o.scenario).sensor);
-  } else if (o.simulate) {
-    const auto plan = simulator::interrupt_plan::after(kInterruptAfterMs);
-    simulate({.interrupts = std::vector<simulator::interrupt_plan>(kInterrupts, plan)});
+exit_status device_command::run(std::vector<std::string> arguments) {
+  std::reverse(arguments.begin(), arguments.end());
+  try {
+    app_.parse(arguments);
+  } catch (const CLI::Success &help) {
+    app_.exit(help);
+    return kPass;
   }
-  bench b(o.shown);
-  bool armed = false;
-  simulator::observe([&](const simulator::command &c) {
-    b.saw(c);
-    armed = simulator::armed_after(c, armed);
-  });
-  simulator::observe_waits([&](const simulator::wait &w) { b.saw(w); });
+  if (operations_.empty()) throw CLI::RequiredError("A sub-command");
+  attach_sensor();
+  show_ = std::make_unique<trace>(shown_);
+  simulator::observe([this](const simulator::command &c) { show_->event(c); });
+  simulator::observe_waits([this](const simulator::wait &w) { saw(w); });
   catch_stop_signals();
 
   const int32_t opened = orvaFpDeviceOpen(&g_fp_device_handle);
-  bool passed = b.show.status("open", opened);
+  bool passed = show_->status("open", opened);
   if (opened == FP_ERR_NO_DEVICE) complain(describe_node_error(why_node_does_not_open()));
-  if (passed) passed = operate(b, operations);
+  if (passed) passed = operate();
   if (g_fp_device_handle != 0) {
-    passed &= b.show.status("close", orvaFpDeviceClose(g_fp_device_handle));
-    g_fp_device_handle = 0;
+    passed &= show_->status("close", orvaFpDeviceClose(std::exchange(g_fp_device_handle, 0)));
   }
+  if (stop_signal() != 0) complain(describe_stop(show_->interrupt_armed()));
+  const exit_status status = stop_signal() != 0 ? kStopped : passed ? kPass : kFailingStatus;
+  show_->last_line(status == kPass ? look::kGood : look::kBad, "result", show_->worst());
   simulator::observe(nullptr);
   simulator::observe_waits(nullptr);
-  if (stop_signal() != 0) complain(describe_stop(armed));
-  const exit_status status = stop_signal() != 0 ? kStopped : passed ? kPass : kFailingStatus;
-  b.show.last_line(status == kPass ? look::kGood : look::kBad, "result", b.show.worst());
   return status;
 }
-
-// The command line after "device". It is parsed on its own, since only a program's own sub-commands
-// may come more than once.
-class device_parser {
- public:
-  explicit device_parser(exit_status &result) : app_("", "orva-fp device") {
-    app_.description("Does operations on the sensor, one after the other");
-    app_.footer(std::string(kHelp) + "\n\n" + kExitStatuses);
-    app_.add_flag("--simulate", options_.simulate,
-                  "Simulate the sensor instead of driving /dev/ovfp0");
-    app_.add_option("--scenario", options_.scenario,
-                    "Simulate the sensor of a scenario or recording");
-    app_.add_flag("--verbose", options_.shown.verbose, "Show the bytes of every command record");
-    app_.add_flag("-q,--quiet", options_.shown.quiet, "Show the last line alone");
-    app_.final_callback([this, &result] {
-      if (operations_.empty()) throw CLI::RequiredError("A sub-command");
-      result = run(options_, operations_);
-    });
-    add_operations();
-  }
-
-  void parse(std::vector<std::string> arguments) {
-    std::reverse(arguments.begin(), arguments.end());
-    try {
-      app_.parse(arguments);
-    } catch (const CLI::Success &help) {
-      app_.exit(help);
-    }
-  }
-
- private:
-  // An operation that make returns when its name and its options have been read.
-  CLI::App *add(const std::string &name, const std::string &what,
-                const std::function<operation()> &make) {
-    CLI::App *command = app_.add_subcommand(name, what);
-    command->fallthrough();
-    command->immediate_callback();
-    command->callback([this, name, make] { operations_.push_back({name, make()}); });
-    return command;
-  }
-
-  void add_state(CLI::App *command) {
-    const std::map<std::string, uint32_t> names = {{"off", 0}, {"on", 1}};
-    command->add_option("state", value_, "on, off or another number for the driver")
-        ->required()
-        ->transform(CLI::Transformer(names).description(""));
-  }
-
-  void add_operations() {
-    add("open", "Opens the node, no more", [] { return [](bench &, int32_t) { return FP_OK; }; });
-    add("reset", "Resets the sensor",
-        [] { return [](bench &, int32_t handle) { return orvaFpDeviceReset(handle); }; });
-    add_state(add("power", "Switches the sensor on or off", [this] {
-      return [value = value_](bench &, int32_t handle) {
-        return orvaFpDevicePowerCtrl(handle, value);
-      };
-    }));
-    add("clock", "Sets the bus clock",
-        [this] {
-          return [mode = mode_](bench &, int32_t handle) {
-            return orvaFpDeviceSetClock(handle, mode);
-          };
-        })
-        ->add_option("mode", mode_,
-                     "1 for 12.5 MHz, any other for the driver's other clock command")
-        ->required();
-    add_state(add("info-memory", "Switches the sensor's information memory on or off", [this] {
-      return [value = value_](bench &, int32_t handle) {
-        return orvaFpDeviceEEPROMEnable(handle, value);
-      };
-    }));
-    add("cpu-speedup", "Asks for a CPU speed-up",
-        [this] {
-          return [value = value_](bench &, int32_t handle) {
-            return orvaFpDeviceCPUSpeedup(handle, value);
-          };
-        })
-        ->add_option("value", value_, "The driver's own value")
-        ->required();
-    add_wait();
-    add_command();
-  }
-
-  void add_wait() {
-    CLI::App *command =
-        add("wait-interrupt", "Arms the interrupt, waits for it and disarms it", [this] {
-          return [o = std::exchange(wait_, {})](bench &b, int32_t) {
-            return wait_for_interrupts(b, o);
-          };
-        });
-    command
-        ->add_option("--timeout-ms,--timeout", wait_.timeout_ms,
-                     "Time limit in milliseconds; until Ctrl-C without it")
-        ->check(CLI::Range(uint32_t{0}, kLongestLimitMs));
-    command->add_option("--count", wait_.count, "Wait for so many interrupts, armed anew for each")
-        ->check(CLI::PositiveNumber);
-  }
-
-  void add_command() {
-    CLI::App *command = add("command", "Sends any command to the driver",
-                            [this] { return send_command(std::exchange(command_, {})); });
-    command->add_option("--code", command_.code, "Command code, 0 to 255")
-        ->required()
-        ->check(CLI::Range(0, 255));
-    command->add_option("--tx", command_.tx, "Bytes to send, in hexadecimal digits");
-    command->add_option("--rx", command_.rx, "Count of bytes to receive")
-        ->check(CLI::Range(1, 1 << 20));
-    command->add_option("--len", command_.len, "Argument of a command that transfers nothing");
-    command
-        ->add_option("--param", command_.param, "Three parameters A,B,C; as they were without it")
-        ->delimiter(',')
-        ->expected(3)
-        ->check(CLI::Range(0, 255));
-    command->add_option("--speed", command_.speed_hz, "Bus clock in Hz; as it was without it");
-  }
-
-  CLI::App app_;
-  options options_;
-  std::vector<named_operation> operations_;
-  uint32_t value_ = 0;
-  int32_t mode_ = 0;
-  wait_options wait_;
-  command_options command_;
-};
 
 }  // namespace
 
@@ -301,7 +241,7 @@ void add_device_command(CLI::App &app, exit_status &result) {
   CLI::App *device = app.add_subcommand("device", "Does operations on the sensor");
   device->set_help_flag();
   device->prefix_command();
-  device->callback([device, &result] { device_parser(result).parse(device->remaining()); });
+  device->callback([device, &result] { result = device_command().run(device->remaining()); });
 }
 
 }  // namespace tools

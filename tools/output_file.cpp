@@ -95,6 +95,18 @@ void write_output_file(const std::string &path, std::span<const uint8_t> bytes) 
   file.commit();
 }
 
+void refuse_output_folder(const std::string &folder, const std::string &why) {
+  throw command_error(kBadOutput, "output folder " + folder + ": " + why);
+}
+
+void prepare_output_folder(const std::string &folder) {
+  const auto refuse_for = [&](int error) { refuse_output_folder(folder, strerror(error)); };
+  std::error_code none;
+  if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) refuse_for(errno);
+  if (!fs::is_directory(folder, none)) refuse_for(ENOTDIR);
+  if (access(folder.c_str(), W_OK | X_OK) != 0) refuse_for(errno);
+}
+
 void flush_standard_output() {
   if (fflush(stdout) != 0 && standard_output_error == 0) standard_output_error = errno;
 }

@@ -34,6 +34,11 @@ class output_file {
 
 void write_output_file(const std::string &path, std::span<const uint8_t> bytes);
 
+// Makes the folder when it is missing. Throws command_error when it cannot be made or written.
+void prepare_output_folder(const std::string &folder);
+
+[[noreturn]] void refuse_output_folder(const std::string &folder, const std::string &why);
+
 // Standard output step by step, for a reader who follows it.
 void flush_standard_output();
 

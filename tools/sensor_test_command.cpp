@@ -12,11 +12,11 @@
 #include <orva_fp/sensor_test.h>
 
 #include "tools/commands.h"
-#include "tools/output_folder.h"
+#include "tools/output_file.h"
 #include "tools/result_files.h"
+#include "tools/sensor_at_work.h"
 #include "tools/sensor_test_run.h"
 #include "tools/simulation.h"
-#include "tools/stop.h"
 #ifdef ORVA_FP_IMAGE_COMMAND
 #include "tools/image/inspect.h"
 #endif

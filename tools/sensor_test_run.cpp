@@ -8,11 +8,9 @@
 #include <orva_fp/device.h>
 #include <orva_fp/sensor_test.h>
 
-#include "tools/device_node.h"
-#include "tools/journal.h"
 #include "tools/result_files.h"
+#include "tools/sensor_at_work.h"
 #include "tools/simulation.h"
-#include "tools/stop.h"
 
 namespace tools {
 
@@ -30,8 +28,7 @@ class sensor_test_run {
         scenario_(scenario),
         secure_side_(scenario.steps),
         files_(job.folder, job.script),
-        show_(job.shown),
-        journal_(show_, job.recording) {}
+        show_(job.shown, job.recording) {}
 
   sensor_test_outcome run(const std::vector<simulator::recorded> &against);
 
@@ -48,7 +45,6 @@ class sensor_test_run {
   simulator::secure_side secure_side_;
   result_files files_;
   trace show_;
-  journal journal_;
   int32_t status_ = FP_OK;
   int node_error_ = 0;
   std::vector<std::string> problems_;
@@ -59,7 +55,7 @@ int32_t sensor_test_run::request(void *context, uint32_t command,
                                  sensor_test_reply *reply, uint32_t *reply_size) {
   auto *self = static_cast<sensor_test_run *>(context);
   if (stop_signal() != 0) {
-    self->journal_.add(simulator::exchange{*request, {.failure = kStopRequested}});
+    self->show_.event(simulator::exchange{*request, {.failure = kStopRequested}});
     return kStopRequested;
   }
   const int32_t status = simulator::secure_side::request(&self->secure_side_, command, request,
@@ -70,18 +66,18 @@ int32_t sensor_test_run::request(void *context, uint32_t command,
 
 void sensor_test_run::play() {
   if (job_.simulated) simulate(scenario_.sensor);
-  simulator::observe([this](const simulator::command &c) { journal_.add(c); });
-  simulator::observe_waits([this](const simulator::wait &w) { journal_.add(w); });
-  secure_side_.observe([this](const simulator::exchange &e) { journal_.add(e); });
+  simulator::observe([this](const simulator::command &c) { show_.event(c); });
+  simulator::observe_waits([this](const simulator::wait &w) { show_.event(w); });
+  secure_side_.observe([this](const simulator::exchange &e) { show_.event(e); });
 
-  journal_.add(simulator::run_start{job_.script, job_.simulated, scenario_.name});
+  show_.event(simulator::run_start{job_.script, job_.simulated, scenario_.name});
   status_ = orvaFpSensorTest(job_.script, 0, 0, 0, request, this, 0, 0, job_.folder.c_str());
   simulator::observe(nullptr);
   simulator::observe_waits(nullptr);
   orvaFpDeviceClose(g_fp_device_handle);
   g_fp_device_handle = 0;
   if (status_ == FP_ERR_NO_DEVICE) node_error_ = why_node_does_not_open();
-  journal_.add(simulator::run_end{status_, node_error_});
+  show_.event(simulator::run_end{status_, node_error_});
 }
 
 void sensor_test_run::find_problems() {
@@ -112,8 +108,8 @@ void sensor_test_run::show_results() {
   std::ifstream log(files_.log());
   for (std::string line; std::getline(log, line);) show_.note("", "| " + line);
   show_.note("data file", with_size(files_.data()));
-  show_.note("total",
-             fmt::format("{} exchanges, {} commands", show_.exchanges(), show_.commands()));
+  show_.note("total", fmt::format("{} exchanges, {} commands", show_.count<simulator::exchange>(),
+                                  show_.count<simulator::command>()));
 }
 
 // Tells all that is wrong; the status is that of the worst.
@@ -124,7 +120,7 @@ exit_status sensor_test_run::judge(const std::vector<simulator::recorded> &again
     if (status == kPass) status = what;
   };
   if (stop_signal() != 0) {
-    tell(kStopped, describe_stop(journal_.interrupt_armed()));
+    tell(kStopped, describe_stop(show_.interrupt_armed()));
   }
   if (node_error_ != 0) complain(describe_node_error(node_error_));
   for (const std::string &problem : files_.problems()) tell(kBadOutput, problem);
@@ -133,7 +129,7 @@ exit_status sensor_test_run::judge(const std::vector<simulator::recorded> &again
   }
   if (status == kPass && status_ != FP_OK) status = kFailingStatus;
   const std::string difference =
-      against.empty() ? "" : simulator::first_difference(against, journal_.events());
+      against.empty() ? "" : simulator::first_difference(against, show_.events());
   if (!difference.empty()) tell(kDiffers, "differs from the recording: " + difference);
 
   const std::string verdict = files_.verdict();
@@ -156,7 +152,7 @@ sensor_test_outcome sensor_test_run::run(const std::vector<simulator::recorded> 
   find_problems();
   show_results();
   const double milliseconds = show_.milliseconds();
-  journal_.close();
+  show_.close_recording();
   return {judge(against), milliseconds};
 }
 

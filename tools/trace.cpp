@@ -3,7 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fmt/format.h>
+#include <ctime>
+#include <fmt/chrono.h>
 #include <span>
 #include <unistd.h>
 
@@ -20,6 +21,18 @@ bool wants_colour() {
   const char *terminal = getenv("TERM");
   return isatty(STDOUT_FILENO) == 1 && getenv("NO_COLOR") == nullptr && terminal != nullptr &&
          strcmp(terminal, "dumb") != 0;
+}
+
+int64_t microseconds(clockid_t clock) {
+  timespec now{};
+  clock_gettime(clock, &now);
+  return int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
+}
+
+std::string wall_clock() {
+  const int64_t now_us = microseconds(CLOCK_REALTIME);
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(now_us / 1000000),
+                     now_us % 1000000);
 }
 
 // fmt's own print throws when a stream cannot be written.
@@ -59,17 +72,20 @@ std::string named(int32_t status) {
   return fmt::format("{} ({})", orva_fp_status_name(status), status);
 }
 
-trace::trace(const trace_options &options) : options_(options), coloured_(wants_colour()) {}
+trace::trace(const trace_options &options, const std::string &recording)
+    : options_(options), start_us_(microseconds(CLOCK_MONOTONIC)) {
+  if (!recording.empty()) recording_ = std::make_unique<output_file>(recording);
+}
 
 double trace::milliseconds() const {
-  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start_)
-      .count();
+  return static_cast<double>(microseconds(CLOCK_MONOTONIC) - start_us_) / 1000;
 }
 
 void trace::print(look l, const std::string &time, const std::string &label,
                   const std::string &text) {
   constexpr const char *kStart[] = {"", "\033[1m", "\033[32m", "\033[1;31m"};
-  const std::string start = coloured_ ? kStart[static_cast<size_t>(l)] : "";
+  static const bool coloured = wants_colour();
+  const std::string start = coloured ? kStart[static_cast<size_t>(l)] : "";
   put(stdout, fmt::format("{:>11}  {}{:<14}  {}{}\n", time, start, label, text,
                           start.empty() ? "" : "\033[0m"));
   // In step with the log lines on standard error, and with a reader at the end of a pipe.
@@ -93,20 +109,33 @@ void trace::last_line(look l, const std::string &label, const std::string &text)
   }
 }
 
-void trace::line_of_recording(const std::string &line) {
-  if (!options_.json) return;
-  put(stdout, line + "\n");
-  flush_standard_output();
+void trace::event(const simulator::event &what) {
+  events_.push_back(
+      {.at_us = microseconds(CLOCK_MONOTONIC) - start_us_, .time = wall_clock(), .what = what});
+  std::visit([this](const auto &e) { show(e); }, what);
+  if (recording_ || options_.json) write(simulator::line_of(events_.back()) + "\n");
 }
 
-void trace::event(const simulator::event &e) {
-  std::visit([this](const auto &what) { show(what); }, e);
+void trace::write(const std::string &line) {
+  if (options_.json) put(stdout, line);
+  if (options_.json) flush_standard_output();
+  try {
+    if (recording_ && !failure_) recording_->write(line);
+  } catch (const command_error &error) {
+    failure_ = error;
+  }
+}
+
+void trace::close_recording() {
+  if (failure_) throw *failure_;
+  if (recording_) recording_->commit();
+  recording_.reset();
 }
 
 void trace::show(const simulator::exchange &e) {
   const sensor_test_request &request = e.request;
   event(e.answer.failure != 0 ? look::kBad : look::kStrong,
-        fmt::format("exchange {}", ++exchanges_),
+        fmt::format("exchange {}", count<simulator::exchange>()),
         fmt::format("script={} variant={} interrupt={} -> {}", request.script_id,
                     request.script_variant, request.interrupt_triggered, describe(e.answer)));
   if (!options_.verbose) return;
@@ -114,7 +143,7 @@ void trace::show(const simulator::exchange &e) {
 }
 
 void trace::show(const simulator::command &c) {
-  ++commands_;
+  armed_ = simulator::armed_after(c, armed_);
   const std::string reason = c.error != 0 ? std::string(": ") + strerror(c.error) : "";
   event(c.error != 0 ? look::kBad : look::kPlain, "command", simulator::describe(c) + reason);
   if (!options_.verbose) return;

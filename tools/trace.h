@@ -1,12 +1,16 @@
-// What a command shows: a line for each event as it happens, and a last line that sums up. Colours
-// only on a terminal.
+// What a command shows and records: a line for each event as it happens, and a last line that sums
+// up. Colours only on a terminal.
 #ifndef ORVA_TOOLS_TRACE_H
 #define ORVA_TOOLS_TRACE_H
 
-#include <chrono>
+#include <algorithm>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "simulator/recording.h"
+#include "tools/exit_status.h"
+#include "tools/output_file.h"
 
 namespace tools {
 
@@ -23,11 +27,14 @@ std::string named(int32_t status);
 
 class trace {
  public:
-  explicit trace(const trace_options &options);
+  // Records into a file; none for an empty name.
+  explicit trace(const trace_options &options, const std::string &recording = "");
 
-  void event(const simulator::event &e);
-  bool shows_lines() const { return options_.json; }
-  void line_of_recording(const std::string &line);
+  void event(const simulator::event &what);
+
+  // Ends the recording. Throws when any of it could not be written: never before, as event is
+  // called from within the library.
+  void close_recording();
 
   // What an operation ended with; returns whether it is FP_OK.
   bool status(const std::string &what, int32_t status);
@@ -37,12 +44,17 @@ class trace {
   // A line with or without a time.
   void event(look l, const std::string &label, const std::string &text);
   void note(const std::string &label, const std::string &text);
-
   void last_line(look l, const std::string &label, const std::string &text);
 
   double milliseconds() const;
-  size_t exchanges() const { return exchanges_; }
-  size_t commands() const { return commands_; }
+  const std::vector<simulator::recorded> &events() const { return events_; }
+  template <typename T>
+  size_t count() const {
+    return static_cast<size_t>(std::count_if(events_.begin(), events_.end(), [](const auto &r) {
+      return std::holds_alternative<T>(r.what);
+    }));
+  }
+  bool interrupt_armed() const { return armed_; }
 
  private:
   void show(const simulator::run_start &) {}
@@ -50,14 +62,16 @@ class trace {
   void show(const simulator::exchange &e);
   void show(const simulator::command &c);
   void show(const simulator::wait &w);
+  void write(const std::string &line);
   void print(look l, const std::string &time, const std::string &label, const std::string &text);
 
   const trace_options options_;
-  const bool coloured_;
-  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  const int64_t start_us_;
+  std::unique_ptr<output_file> recording_;
+  std::optional<command_error> failure_;  // of the recording
+  std::vector<simulator::recorded> events_;
   std::string worst_;
-  size_t exchanges_ = 0;
-  size_t commands_ = 0;
+  bool armed_ = false;
 };
 
 // A line on standard error, in step with standard output.

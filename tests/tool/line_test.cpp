@@ -335,8 +335,7 @@ TEST(Tool, Device) {
       {"reset later", 2, "", "later"},
 
       // An error event is told, and no reason to spin.
-      {"wait-interrupt --timeout 5000 " + error, 1,
-          "error event 0x8 on the node, no interrupt; 1 so"},
+      {"wait-interrupt --timeout 5000 " + error, 1, "-> error event 0x8, no interrupt"},
       {"wait-interrupt -q " + error + " & sleep 0.4; kill -TERM $!; wait $!", 8,
           "result wait-inter", "stopped by SIGTERM; the interrupt is disarmed\n"},
   };
@@ -379,7 +378,7 @@ TEST(Tool, BadInputGivesOneLineAndItsOwnStatus) {
       {"orva-fp", 2, "", "A sub-command is required"},
       {"orva-fp imagine", 2, "", "imagine"},
       {"orva-fp device", 2, "", "A sub-command is required"},
-      {"orva-fp device power", 2, "", "state is required"},
+      {"orva-fp device power", 2, "", "value is required"},
       {"orva-fp device power half", 2, "", "half"},
       {"orva-fp device wait-interrupt --timeout-ms -1", 2, "", "--timeout-ms"},
       {"orva-fp device reset --scenario no.json", 3, "", "no.json: No such file or directory"},

@@ -10,7 +10,7 @@
 
 #include "tools/image/image_command.h"
 #include "tools/image/text.h"
-#include "tools/output_folder.h"
+#include "tools/output_file.h"
 
 namespace tools {
 

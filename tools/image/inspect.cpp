@@ -11,7 +11,6 @@
 #include "tools/image/contact_sheet.h"
 #include "tools/image/text.h"
 #include "tools/output_file.h"
-#include "tools/output_folder.h"
 
 namespace tools {
 

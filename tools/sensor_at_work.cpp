@@ -1,7 +1,13 @@
-#include "tools/stop.h"
+#include "tools/sensor_at_work.h"
 
+#include <cerrno>
 #include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <orva_fp/device.h>
 #include <orva_fp/sensor_test.h>
 
 namespace tools {
@@ -30,6 +36,17 @@ int stop_signal() { return caught; }
 std::string describe_stop(bool interrupt_armed) {
   return std::string("stopped by ") + (caught == SIGTERM ? "SIGTERM" : "SIGINT") +
          "; the interrupt is " + (interrupt_armed ? "still armed" : "disarmed");
+}
+
+int why_node_does_not_open() {
+  struct stat found {};
+  if (stat(ORVA_FP_DRIVER_NODE, &found) != 0) return errno;
+  const int handle = open(ORVA_FP_DRIVER_NODE, O_RDWR);
+  return handle == -1 ? errno : close(handle);
+}
+
+std::string describe_node_error(int error) {
+  return std::string(ORVA_FP_DRIVER_NODE ": ") + strerror(error);
 }
 
 }  // namespace tools
