@@ -68,8 +68,8 @@ struct triple_row {
   alignas(64) uint8_t middle[kTile];
   alignas(64) uint8_t high[kTile];
 
-  orva::triple operator[](size_t i) const { return {low[i], middle[i], high[i]}; }
-  void set(size_t i, orva::triple t) {
+  orva::triple<uint8_t> operator[](size_t i) const { return {low[i], middle[i], high[i]}; }
+  void set(size_t i, orva::triple<uint8_t> t) {
     low[i] = t.low;
     middle[i] = t.middle;
     high[i] = t.high;

@@ -1,13 +1,12 @@
 // Detection and removal of isolated outlier pixels.
 //
 // With low and high the smallest and the largest of its four direct neighbours, a pixel c is a
-// spike with margin m when low - c > m or c - high > m. Rows are scored in byte lanes: one score
-// per pixel answers the question for every margin of the same sign.
+// spike with margin m when low - c > m or c - high > m. Vectors of pixels are scored: one score
+// answers the question for every margin of the same sign.
 #include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstring>
-#include <span>
 
 #include "algorithm/block_walk.h"
 #include "algorithm/bytes.h"
@@ -26,6 +25,7 @@ namespace {
 using orva::load;
 using orva::maximum;
 using orva::minimum;
+using orva::plane;
 using orva::saturating_subtract;
 
 template <typename V>
@@ -34,15 +34,16 @@ struct neighbours {
   V high;
 };
 
-// Of a pixel, or of a vector of adjacent pixels.
+// Of pixels, or of vectors of adjacent ones.
 template <typename V>
-ORVA_INLINE inline neighbours<V> direct_neighbours(const uint8_t *pixel, size_t width) {
-  const V above = load<V>(pixel - width);
-  const V below = load<V>(pixel + width);
-  const V left = load<V>(pixel - 1);
-  const V right = load<V>(pixel + 1);
+ORVA_INLINE inline neighbours<V> neighbours_of(V above, V left, V right, V below) {
   return {minimum(minimum(above, below), minimum(left, right)),
           maximum(maximum(above, below), maximum(left, right))};
+}
+template <typename V>
+ORVA_INLINE inline neighbours<V> direct_neighbours(const uint8_t *pixel, size_t width) {
+  return neighbours_of(load<V>(pixel - width), load<V>(pixel - 1), load<V>(pixel + 1),
+                       load<V>(pixel + width));
 }
 
 bool is_spike(const uint8_t *pixel, size_t width, int32_t margin) {
@@ -50,125 +51,124 @@ bool is_spike(const uint8_t *pixel, size_t width, int32_t margin) {
   return n.low - *pixel > margin || *pixel - n.high > margin;
 }
 
-// Pixels scored before the scores are used.
-constexpr size_t kTile = 1024;
-
-// How far the pixel lies outside the range of its neighbours, for margins from 0 on.
-struct outside_score {
-  template <typename V>
-  ORVA_INLINE static V of(V pixel, neighbours<V> n) {
+// How far the pixels lie outside the range of their neighbours, for margins from 0 on; or how far
+// inside it from its nearer end, for margins below 0.
+template <bool kInside, typename V>
+ORVA_INLINE inline V score(V pixel, neighbours<V> n) {
+  if constexpr (kInside) {
+    return minimum(saturating_subtract(pixel, n.low), saturating_subtract(n.high, pixel));
+  } else {
     return maximum(saturating_subtract(n.low, pixel), saturating_subtract(pixel, n.high));
   }
-};
+}
 
-// How close the pixel lies to an end of that range, or 128 on and outside its ends, for margins
-// below 0. Half the range, and so any distance to the nearer end, is at most 127.
-struct inside_score {
-  template <typename V>
-  ORVA_INLINE static V of(V pixel, neighbours<V> n) {
-    return uint8_t{128} -
-           minimum(saturating_subtract(pixel, n.low), saturating_subtract(n.high, pixel));
-  }
-};
-
-// A margin as the least score of a spike. It is never 0, and a margin of 255 or more has none.
+// A margin in terms of the score: a pixel is a spike when it reaches the limit, or with a margin
+// below 0 when it does not.
 struct spike_test {
-  explicit spike_test(int32_t margin)
-      : possible(margin < 255),
-        inside(margin < 0),
-        least(static_cast<uint8_t>(inside ? std::max(margin, -128) + 129
-                                          : std::min(margin, 254) + 1)) {}
+  explicit spike_test(int32_t m)
+      : margin(m),
+        possible(m < 255),
+        inside(m < 0),
+        limit(static_cast<uint8_t>(inside ? -std::max(m, -255) : std::min(m, 254) + 1)) {}
+  int32_t margin;
   bool possible;
   bool inside;
-  uint8_t least;
+  uint8_t limit;  // never 0
 };
 
-// Calls store(i, scores) for vectors of the pixels of a row from 0 to count - 1; some may come
-// twice.
-template <typename Score, typename Store>
-ORVA_INLINE inline void score_pixels(const uint8_t *pixels, size_t width, size_t count,
-                                     Store store) {
-  orva::for_each_overlapping_vector<uint8_t>(count, [=](size_t i, auto lanes) ORVA_INLINE {
-    using V = orva::vector<uint8_t, lanes>;
-    store(i, Score::of(load<V>(pixels + i), direct_neighbours<V>(pixels + i, width)));
-  });
-}
-
-struct tally {
-  uint8_t least;
-  uint32_t *count;
+struct score_counts {
+  uint32_t first = 0;
+  uint32_t second = 0;
 };
 
-// Adds the scores of at least t.least to *t.count, for every tally t.
-class score_counter {
- public:
-  explicit score_counter(std::span<const tally> tallies) : tallies_(tallies) {}
-
-  // Room for the scores of one tile.
-  uint8_t *next_tile() {
-    if (used_ > kCapacity - kTile) flush();
-    return scores_ + used_;
-  }
-  void add(size_t count) { used_ += count; }
-
-  void flush() {
-    for (const tally &t : tallies_) {
-      const auto least = orva::splat(t.least);
-      orva::lane_count hits;
-      orva::for_each_vector<uint8_t>(
-          used_, [&](auto at) ORVA_INLINE { hits.add(orva::at_least(at(scores_), least)); });
-      *t.count += hits.total();
-    }
-    used_ = 0;
-  }
-
- private:
-  static constexpr size_t kCapacity = 3 * kTile;
-  static_assert(kCapacity < 255 * orva::kVectorBytes);
-
-  std::span<const tally> tallies_;
-  size_t used_ = 0;
-  uint8_t scores_[kCapacity];
-};
-
-template <typename Score>
-void count_spikes(const orva::plane<const uint8_t> &pixels, std::span<const tally> tallies) {
-  if (tallies.empty()) return;
-  score_counter counter(tallies);
-  const size_t width = pixels.width;
-  for (size_t y = 1; y < pixels.height - 1; ++y) {
-    for (size_t x = 1; x < width - 1; x += kTile) {
-      const size_t count = std::min(kTile, width - 1 - x);
-      uint8_t *__restrict scores = counter.next_tile();
-      score_pixels<Score>(pixels.row(y) + x, width, count, [=](size_t i, auto score) ORVA_INLINE {
-        orva::store(scores + i, score);
+// Counts the inner pixels that reach the first and the second limit.
+template <bool kInside>
+score_counts count_scores(const plane<const uint8_t> &image, uint8_t first, uint8_t second) {
+  constexpr size_t kMostVectors = 255;  // that a lane counts
+  score_counts counts;
+  orva::lane_count reach_first;
+  orva::lane_count reach_second;
+  size_t room = kMostVectors;
+  const auto flush = [&]() ORVA_INLINE {
+    counts.first += reach_first.total();
+    counts.second += reach_second.total();
+    reach_first = {};
+    reach_second = {};
+    room = kMostVectors;
+  };
+  for (size_t y = 1; y < image.height - 1; ++y) {
+    constexpr size_t kBlock = (kMostVectors - 1) * orva::kVectorBytes;
+    orva::for_each_block<kBlock>(image.width - 2, [&](size_t x, size_t count) ORVA_INLINE {
+      const size_t vectors = count / orva::kVectorBytes + 1;
+      if (vectors > room) flush();
+      room -= vectors;
+      const uint8_t *pixels = image.row(y) + 1 + x;
+      // The lanes beyond the end are 0 everywhere, and so is their score.
+      orva::for_each_vector<uint8_t, 4>(count, [&](auto at) ORVA_INLINE {
+        const auto scores =
+            score<kInside>(at(pixels), neighbours_of(at(pixels - image.width), at(pixels - 1),
+                                                     at(pixels + 1), at(pixels + image.width)));
+        reach_first.add(orva::at_least(scores, orva::splat(first)));
+        reach_second.add(orva::at_least(scores, orva::splat(second)));
       });
-      counter.add(count);
-    }
+    });
   }
-  counter.flush();
+  flush();
+  return counts;
 }
 
-uint8_t neighbourhood_median(const uint8_t *pixel, size_t width) {
-  const auto row = [](const uint8_t *p) { return orva::sort_triple(*(p - 1), *p, *(p + 1)); };
+// Pixels marked before the marks are used, and looked through in groups of as many as a word has
+// bits.
+constexpr size_t kTile = 1024;
+constexpr size_t kGroup = 64;
+static_assert(kTile % kGroup == 0);
+
+// Writes 1 for the spikes among count neighbouring pixels of a row, 0 for the others; true when
+// there is one.
+template <bool kInside>
+bool mark_spikes(const uint8_t *pixels, size_t width, size_t count, uint8_t limit, uint8_t *marks) {
+  orva::vector<uint8_t> some = {};
+  uint8_t some_single = 0;
+  orva::for_each_overlapping_vector<uint8_t>(count, [&](size_t i, auto lanes) ORVA_INLINE {
+    using V = orva::vector<uint8_t, lanes>;
+    const V scores = score<kInside>(load<V>(pixels + i), direct_neighbours<V>(pixels + i, width));
+    const V reach = orva::at_least(scores, V{} + limit);
+    const V spikes = (kInside ? ~reach : reach) & uint8_t{1};
+    orva::store(marks + i, spikes);
+    if constexpr (lanes == 1) {
+      some_single |= spikes[0];
+    } else {
+      some |= spikes;
+    }
+  });
+  return (orva::largest_lane(some) | some_single) != 0;
+}
+
+template <typename V>
+ORVA_INLINE inline V neighbourhood_median(const uint8_t *pixel, size_t width) {
+  const auto row = [](const uint8_t *p) ORVA_INLINE {
+    return orva::sort_triple(load<V>(p - 1), load<V>(p), load<V>(p + 1));
+  };
   return orva::median_of_nine(row(pixel - width), row(pixel), row(pixel + width));
 }
 
-// The marks are looked through in groups of as many as a word has bits.
-constexpr size_t kGroup = 64;
-static_assert(kTile % kGroup == 0);
+// The median around pixel i of count neighbouring ones. A vector of medians takes fewer
+// instructions than a single one.
+uint8_t median_around(const uint8_t *pixels, size_t i, size_t count, size_t width) {
+  using V = orva::vector<uint8_t>;
+  if (count < sizeof(V)) return neighbourhood_median<uint8_t>(pixels + i, width);
+  const size_t first = std::min(i, count - sizeof(V));
+  const orva::lane_array<uint8_t> medians(neighbourhood_median<V>(pixels + first, width));
+  return medians.samples[i - first];
+}
 
 // Replaces the spikes among count (at most kTile) neighbouring pixels of a row. The row above is
 // final, so of all the tests made in advance a replacement upsets only that of the pixel to its
 // right.
-template <typename Score>
-uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, int32_t margin,
-                        uint8_t least) {
+template <bool kInside>
+uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, spike_test test) {
   uint8_t marks[kTile];
-  score_pixels<Score>(pixels, width, count, [&](size_t i, auto score) ORVA_INLINE {
-    const auto threshold = decltype(score){} + least;
-    orva::store(marks + i, orva::at_least(score, threshold) & uint8_t{1});
-  });
+  if (!mark_spikes<kInside>(pixels, width, count, test.limit, marks)) return 0;
   memset(marks + count, 0, (kTile - count) % kGroup);
   uint32_t replaced = 0;
   size_t next = 0;  // the pixels before this one are done
@@ -177,25 +177,23 @@ uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, int32_t mar
       size_t i = first + static_cast<size_t>(std::countr_zero(bits));
       if (i < next) continue;
       do {
-        pixels[i] = neighbourhood_median(pixels + i, width);
+        pixels[i] = median_around(pixels, i, count, width);
         ++replaced;
         ++i;
-      } while (i < count && is_spike(pixels + i, width, margin));
+      } while (i < count && is_spike(pixels + i, width, test.margin));
       next = i + 1;
     }
   }
   return replaced;
 }
 
-template <typename Score>
-uint32_t replace_spikes_in_image(const orva::plane<uint8_t> &pixels, int32_t margin,
-                                 uint8_t least) {
+template <bool kInside>
+uint32_t replace_spikes_in_image(const plane<uint8_t> &image, spike_test test) {
   uint32_t replaced = 0;
-  const size_t width = pixels.width;
-  for (size_t y = 1; y < pixels.height - 1; ++y) {
-    for (size_t x = 1; x < width - 1; x += kTile) {
-      const size_t count = std::min(kTile, width - 1 - x);
-      replaced += replace_spikes<Score>(pixels.row(y) + x, width, count, margin, least);
+  for (size_t y = 1; y < image.height - 1; ++y) {
+    for (size_t x = 1; x < image.width - 1; x += kTile) {
+      const size_t count = std::min(kTile, image.width - 1 - x);
+      replaced += replace_spikes<kInside>(image.row(y) + x, image.width, count, test);
     }
   }
   return replaced;
@@ -208,24 +206,22 @@ int32_t fr_has_noise(const uint8_t *image, int32_t width, int32_t height,
   if (param == nullptr) return 0;
   uint32_t strong_spikes = 0;
   uint32_t delta_spikes = 0;
-  const orva::plane pixels(image, width, height);
+  const plane pixels(image, width, height);
   if (pixels.width >= 3 && pixels.height >= 3) {
+    const bool counts_strong = (param->noise_flags & NOISE_CHECK_STRONG) != 0;
     const spike_test strong(NOISE_STRONG_MARGIN);
     const spike_test delta(static_cast<int32_t>(param->spike_delta));
-    tally outside[2];
-    size_t tests = 0;
-    if ((param->noise_flags & NOISE_CHECK_STRONG) != 0) {
-      outside[tests++] = {strong.least, &strong_spikes};
+    const bool counts_delta = (param->noise_flags & NOISE_CHECK_DELTA) != 0 && delta.possible;
+    if (counts_strong || (counts_delta && !delta.inside)) {
+      const score_counts outside = count_scores<false>(pixels, strong.limit, delta.limit);
+      if (counts_strong) strong_spikes = outside.first;
+      if (counts_delta) delta_spikes = outside.second;
     }
-    if ((param->noise_flags & NOISE_CHECK_DELTA) != 0 && delta.possible) {
-      const tally t = {delta.least, &delta_spikes};
-      if (delta.inside) {
-        count_spikes<inside_score>(pixels, {&t, 1});
-      } else {
-        outside[tests++] = t;
-      }
+    if (counts_delta && delta.inside) {
+      const size_t inner = (pixels.width - 2) * (pixels.height - 2);
+      const score_counts inside = count_scores<true>(pixels, delta.limit, delta.limit);
+      delta_spikes = static_cast<uint32_t>(inner) - inside.first;
     }
-    count_spikes<outside_score>(pixels, {outside, tests});
   }
   param->strong_spike_count = strong_spikes;
   param->delta_spike_count = delta_spikes;
@@ -239,10 +235,9 @@ int32_t fr_has_noise(const uint8_t *image, int32_t width, int32_t height,
 
 int32_t remove_noise_use_median_filter(uint8_t *image, int32_t width, int32_t height,
                                        int32_t delta) {
+  const plane pixels(image, width, height);
   const spike_test test(delta);
-  const orva::plane pixels(image, width, height);
   if (pixels.width < 3 || pixels.height < 3 || !test.possible) return 0;
-  const auto replace =
-      test.inside ? replace_spikes_in_image<inside_score> : replace_spikes_in_image<outside_score>;
-  return static_cast<int32_t>(replace(pixels, delta, test.least));
+  const auto replace = test.inside ? replace_spikes_in_image<true> : replace_spikes_in_image<false>;
+  return static_cast<int32_t>(replace(pixels, test));
 }
