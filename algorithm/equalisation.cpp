@@ -53,7 +53,13 @@ void equalise_below(uint8_t *image, size_t size, const histogram &counts, size_t
     map[level] = static_cast<uint8_t>(level < cut ? (255 * cumulative + spread / 2) / spread
                                                   : static_cast<int64_t>(level));
   }
-  map_levels(image, size, map);
+  // An image of one level needs no look-ups.
+  const uint8_t first = *image;
+  if (counts[first] == size) {
+    memset(image, map[first], size);
+  } else {
+    map_levels(image, size, map);
+  }
 }
 
 }  // namespace
