@@ -5,14 +5,15 @@
 #include <cstddef>
 #include <type_traits>
 
-// For functions and lambdas whose vectors and sums shall stay in registers.
+// For functions and lambdas that vectors and sums pass through: called, they would go through
+// memory.
 #define ORVA_INLINE __attribute__((always_inline))
 
 namespace orva {
 
-// Calls holds(offset, count) for adjacent blocks until it returns false; true when it never does.
-// The last block may be shorter. count is an integral_constant, and so known to the compiler, in
-// all others.
+// Calls holds(offset, count) for one block after the other until it returns false. Returns true
+// when it never does. Only the last block may be shorter; in all others count is an
+// integral_constant, so that the compiler knows it.
 template <size_t Block, typename Predicate>
 ORVA_INLINE inline bool all_of_blocks(size_t size, Predicate holds) {
   constexpr std::integral_constant<size_t, Block> kCount;
@@ -23,7 +24,7 @@ ORVA_INLINE inline bool all_of_blocks(size_t size, Predicate holds) {
   return offset == size || holds(offset, size - offset);
 }
 
-// Calls work(offset, count) for adjacent blocks as above.
+// Calls work(offset, count) for all of these blocks.
 template <size_t Block, typename Work>
 ORVA_INLINE inline void for_each_block(size_t size, Work work) {
   all_of_blocks<Block>(size, [&](size_t offset, auto count) ORVA_INLINE {
@@ -32,9 +33,9 @@ ORVA_INLINE inline void for_each_block(size_t size, Work work) {
   });
 }
 
-// Calls work(offset, count) for blocks that are all whole: the last one ends at size and may
-// overlap the one before it, so the work must bear being done twice. A size below Block is walked
-// in blocks of half the length, and one below 8 at once.
+// Calls work(offset, count) for whole blocks. The last one ends at size and may overlap the one
+// before it, so the work must bear being done twice. A size below Block is walked in blocks of half
+// the length, a size below 8 in one call.
 template <size_t Block, typename Work>
 ORVA_INLINE inline void for_each_overlapping_block(size_t size, Work work) {
   constexpr std::integral_constant<size_t, Block> kCount;

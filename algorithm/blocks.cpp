@@ -43,8 +43,8 @@ struct pixel_total {
   uint8_t mean() const { return count == 0 ? uint8_t{0} : static_cast<uint8_t>(sum / count); }
 };
 
-// Sums of columns rather than of rows: every pixel goes into a lane of its own, whatever the width
-// of a block. At most kMostSide rows fit into a lane.
+// Columns are summed, not rows: so every column has a lane of its own, whatever the width of a
+// block. A lane holds the sum of up to kMostSide rows.
 class column_totals {
  public:
   static constexpr size_t kColumns = 512;
@@ -211,7 +211,8 @@ uint8_t dynamic_range(const uint8_t *pixels, size_t count) {
 template <size_t kLargestSide>
 [[gnu::noinline]] void block_ranges(const masked_image &image, const block_grid &grid,
                                     uint8_t *values) {
-  // One more than the pixels of the largest block: a pixel is copied before its mask is looked at.
+  // One byte more than the largest block has pixels: each pixel is copied before its mask decides
+  // whether it stays.
   uint8_t pixels[kLargestSide * kLargestSide + 1];
   const size_t side = grid.side;
   for (size_t by = 0; by < grid.rows; ++by) {

@@ -39,13 +39,13 @@ ORVA_INLINE inline V absolute_difference(V a, V b) {
   return static_cast<V>(maximum(a, b) - minimum(a, b));
 }
 
-// Sums vectors of unsigned lanes without widening them. Two neighbouring lanes are taken as one
-// number of twice the width. These numbers are summed modulo that width, and so are their upper
-// halves alone; what the first sum has more than the second are the lower halves.
+// Sums vectors of unsigned lanes of k bits without widening them. Two neighbouring lanes are read
+// as one number, lower + 2^k * upper. These numbers are summed, and so are their upper halves. The
+// sum of the lower halves is the first sum minus 2^k times the second, modulo 2^(2 k).
 template <typename Half, typename Whole>
 class pair_sum {
  public:
-  // As many vectors as never overflow.
+  // The sums of so many vectors fit.
   static constexpr size_t kMostVectors = 256;
 
   ORVA_INLINE void add(vector<Half> v) {
@@ -74,7 +74,7 @@ class byte_sum : public pair_sum<uint8_t, uint16_t> {
   }
 };
 
-// The sum of the squares of half as many.
+// The sum of the squares of as many.
 class square_sum {
  public:
   ORVA_INLINE void add(vector<uint8_t> v) {
@@ -90,7 +90,7 @@ class square_sum {
   pair_sum<uint16_t, uint32_t> sums_;
 };
 
-// The number of lanes in up to 255 masks, of no or all bits, that have all bits.
+// Counts the lanes that are set in up to 255 masks. A lane of a mask has all bits or none.
 class lane_count {
  public:
   ORVA_INLINE void add(vector<uint8_t> mask) { negative_ += mask; }
@@ -101,7 +101,7 @@ class lane_count {
   }
 
  private:
-  vector<uint8_t> negative_ = {};  // all bits are -1
+  vector<uint8_t> negative_ = {};  // a lane with all bits is -1
 };
 
 // 64 bytes of 0 or 1 as one bit each, the first byte as the lowest.
@@ -113,12 +113,12 @@ inline uint64_t bits_of(const uint8_t *bytes) {
   for (const uint64_t word : words) any |= word;
   if (any == 0) return 0;
   uint64_t bits = 0;
-  // The factor moves the lowest bit of byte j to bit 56 + j, and nothing else that high.
+  // The factor moves the lowest bit of byte j to bit 56 + j. No other bit gets that high.
   for (size_t k = 0; k < 8; ++k) bits |= words[k] * 0x0102040810204080u >> 56 << 8 * k;
   return bits;
 }
 
-// Bytes of which a run of vectors is summed at once.
+// Bytes that are summed before a lane could overflow.
 inline constexpr size_t kSumBlock = (byte_sum::kMostVectors - 1) * kVectorBytes;
 
 // The sum of any number of bytes.
@@ -177,8 +177,8 @@ struct moments {
   uint32_t sum;
   uint32_t sum_of_squares;
 
-  // The sum of (byte - mean)^2 over count bytes, multiplied out: the same number modulo 2^32
-  // without a second pass.
+  // The sum of (byte - mean)^2 over count bytes, modulo 2^32. It is multiplied out, so that the
+  // bytes are read only once.
   uint32_t squared_deviations(uint32_t count, uint32_t mean) const {
     return sum_of_squares - 2 * mean * sum + count * mean * mean;
   }
@@ -221,7 +221,7 @@ class byte_minimum {
         for (size_t i = 0; i < count; ++i) single_ = minimum(single_, block[i]);
         return;
       }
-      // Only the minimum of the block waits for the one before it.
+      // The minima within a block do not wait for the block before it.
       auto least = load<vector<uint8_t>>(block);
       for (size_t i = kVectorBytes; i < count; i += kVectorBytes) {
         least = minimum(least, load<vector<uint8_t>>(block + i));

@@ -49,8 +49,8 @@ void clear_results(image_eval_record *record) {
   record->low_count = 0;
 }
 
-// Consecutive levels. The thresholds may lie anywhere outside 0 to 255, the tests of the pixels
-// stay within bytes.
+// The levels from first to first + span. A threshold may lie anywhere outside 0 to 255; what a
+// pixel is compared with stays within bytes.
 struct level_range {
   uint8_t first;
   uint8_t span;
@@ -76,8 +76,8 @@ level_range levels_below(int32_t threshold) {
   return {0, static_cast<uint8_t>(std::min(threshold, 256) - 1), 0xFF};
 }
 
-// Sets masks[i] to all bits where the left neighbour of pixel i in its row is of one of the levels,
-// else to 0.
+// Sets masks[i] to all bits when pixel i has a left neighbour in its row and that is of one of the
+// levels, else to 0.
 void mask_right_neighbours(const orva::plane<const uint8_t> &image, level_range levels,
                            uint8_t *masks) {
   orva::for_each_overlapping_vector<uint8_t>(
@@ -88,7 +88,8 @@ void mask_right_neighbours(const orva::plane<const uint8_t> &image, level_range 
   for (size_t y = 0; y < image.height; ++y) masks[y * image.width] = 0;
 }
 
-// Counts the pixels by their marks; those to be counted low have masks of their own.
+// Counts the pixels of each kind. A pixel may be marked low without being counted low, so these
+// have masks of their own.
 void count_marks(const uint8_t *counted_low, size_t size, image_eval_record *record) {
   orva::for_each_block<128 * orva::kVectorBytes>(size, [=](size_t offset, size_t count) {
     orva::lane_count high, low, far;

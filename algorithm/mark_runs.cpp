@@ -14,7 +14,7 @@
 namespace {
 
 constexpr size_t kWordBits = 64;
-// A map one pixel wide has as many blank bits as marks.
+// The worst map, one pixel wide, has as many blank bits as marks.
 constexpr size_t kMaxWords = (2 * EVAL_MARK_MAP_SIZE + kWordBits - 1) / kWordBits;
 
 // Bit k is bit k % 64 of word k / 64. All bits after the words in use are 0, and there is one word
@@ -24,8 +24,8 @@ struct bit_row {
   uint64_t words[kMaxWords + 1];
 };
 
-// Sets the bits where both a bit and the one `distance` further on are set; true when that is
-// anywhere.
+// Sets bit k of pairs when bits k and k + distance are both set. Returns true when there is such a
+// pair.
 bool pair_bits(const bit_row &bits, size_t distance, bit_row &pairs) {
   const size_t whole = distance / kWordBits;
   pairs.count = bits.count > whole ? bits.count - whole : 0;
@@ -59,9 +59,10 @@ void lay_out(const orva::plane<const uint8_t> &map, bit_row &marks) {
   marks.words[marks.count] = 0;
 }
 
-// Length of the longest run of marks `stride` bits apart, given that there is a mark. A run of
-// n + m marks, m up to n, is a run of n here and another m strides on: the length is doubled while
-// any run is left, then raised by ever smaller powers of two.
+// Length of the longest run of marks that lie `stride` bits apart; there is at least one mark. With
+// m up to n, a run of n + m marks begins where one run of n marks begins and another m strides
+// further on. So the length is doubled while there is such a run, then raised by ever smaller
+// powers of two.
 size_t longest_run(const bit_row &marks, size_t stride) {
   bit_row buffers[2];
   const bit_row *starts = &marks;

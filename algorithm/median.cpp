@@ -35,7 +35,7 @@ void sort_window(uint8_t *values, std::index_sequence<k...>) {
   memcpy(values, window, kWindow);
 }
 
-// Above this many bytes counting them costs less than moving them.
+// More bytes than this are sorted faster by counting than by insertion.
 constexpr int32_t kInsertionSortLimit = 64;
 
 void insertion_sort(uint8_t *values, int32_t count) {
@@ -59,7 +59,7 @@ void counting_sort(uint8_t *values, int32_t count) {
 // Pixels whose medians are computed together.
 constexpr size_t kLanes = 32;
 
-// Columns filtered together; what is kept of them stays in the first-level cache.
+// Columns filtered together: few enough that their sorted triples stay in the first-level cache.
 constexpr size_t kTile = 512;
 
 // The sorted triples of a row: every pixel of the tile with its neighbours to the left and right.

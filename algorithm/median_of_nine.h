@@ -1,6 +1,6 @@
-// The median of nine pixels by minimum and maximum alone: each column of three is sorted, and the
-// median of all nine is the median of three values, the largest of the lows, the median of the
-// middles and the smallest of the highs. Neighbouring windows can share their sorted columns.
+// The median of nine pixels by minimum and maximum alone. Each column of three is sorted into low,
+// middle and high. The median of the nine is the median of three values: the largest low, the
+// median of the middles, the smallest high. Neighbouring windows can share their sorted columns.
 #ifndef ORVA_ALGORITHM_MEDIAN_OF_NINE_H
 #define ORVA_ALGORITHM_MEDIAN_OF_NINE_H
 

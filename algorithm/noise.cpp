@@ -1,8 +1,8 @@
 // Detection and removal of isolated outlier pixels.
 //
-// With low and high the smallest and the largest of its four direct neighbours, a pixel c is a
-// spike with margin m when low - c > m or c - high > m. Vectors of pixels are scored: one score
-// answers the question for every margin of the same sign.
+// Let low and high be the smallest and the largest of a pixel's four direct neighbours. The pixel c
+// is a spike with margin m when low - c > m or c - high > m. Pixels get a score, from which the
+// answer follows for every margin of the same sign.
 #include <algorithm>
 #include <bit>
 #include <cstddef>
@@ -34,7 +34,7 @@ struct neighbours {
   V high;
 };
 
-// Of pixels, or of vectors of adjacent ones.
+// V is a pixel or a vector of adjacent pixels.
 template <typename V>
 ORVA_INLINE inline neighbours<V> neighbours_of(V above, V left, V right, V below) {
   return {minimum(minimum(above, below), minimum(left, right)),
@@ -51,8 +51,8 @@ bool is_spike(const uint8_t *pixel, size_t width, int32_t margin) {
   return n.low - *pixel > margin || *pixel - n.high > margin;
 }
 
-// How far the pixels lie outside the range of their neighbours, for margins from 0 on; or how far
-// inside it from its nearer end, for margins below 0.
+// For margins from 0 on: how far a pixel lies outside the range of its neighbours. For margins
+// below 0: how far it lies inside the range, from the nearer end.
 template <bool kInside, typename V>
 ORVA_INLINE inline V score(V pixel, neighbours<V> n) {
   if constexpr (kInside) {
@@ -62,8 +62,8 @@ ORVA_INLINE inline V score(V pixel, neighbours<V> n) {
   }
 }
 
-// A margin in terms of the score: a pixel is a spike when it reaches the limit, or with a margin
-// below 0 when it does not.
+// A margin as a limit of the score. With a margin from 0 on, a pixel is a spike when its score
+// reaches the limit; with a margin below 0, when it does not.
 struct spike_test {
   explicit spike_test(int32_t m)
       : margin(m),
@@ -117,8 +117,8 @@ score_counts count_scores(const plane<const uint8_t> &image, uint8_t first, uint
   return counts;
 }
 
-// Pixels marked before the marks are used, and looked through in groups of as many as a word has
-// bits.
+// The spikes of a tile of a row are marked first. Then the marks are looked through in groups of as
+// many as a word has bits.
 constexpr size_t kTile = 1024;
 constexpr size_t kGroup = 64;
 static_assert(kTile % kGroup == 0);
@@ -163,8 +163,8 @@ uint8_t median_around(const uint8_t *pixels, size_t i, size_t count, size_t widt
 }
 
 // Replaces the spikes among count (at most kTile) neighbouring pixels of a row. The row above is
-// final, so of all the tests made in advance a replacement upsets only that of the pixel to its
-// right.
+// final by then. So of all the marks made in advance, a replacement can upset only that of the
+// pixel to its right.
 template <bool kInside>
 uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, spike_test test) {
   uint8_t marks[kTile];

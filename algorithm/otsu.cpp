@@ -28,8 +28,9 @@ struct high_class {
   double sum;
 };
 
-// Calls block(walk) for runs of so many pixels that no sum of bytes overflows; walk(visit) calls
-// visit(values) for vectors of them, with 0 for those left out and those beyond the end.
+// Calls block(walk) for runs of pixels that are short enough for the sums of bytes. walk(visit)
+// calls visit(values) for vectors of the run's pixels; the pixels that are left out and the lanes
+// beyond the end are 0.
 template <typename Block>
 ORVA_INLINE inline void for_each_run(const pixel_set &pixels, Block block) {
   constexpr size_t kRun = 255 * orva::kVectorBytes;
@@ -76,11 +77,11 @@ struct counted_level {
   uint8_t level;
   high_class above;
 };
-// As many are counted in one sweep over the pixels as registers hold the sums of.
+// The levels counted in one sweep over the pixels: as many as there are registers for their sums.
 using sweep_levels = std::array<counted_level, 4>;
 
 void count_above(const pixel_set &pixels, sweep_levels &levels) {
-  // A pixel up to the level counts as the level in maxima, and as one in up_to.
+  // A pixel that is not above a level adds the level to its maxima and 1 to its up_to.
   std::array<uint64_t, std::tuple_size_v<sweep_levels>> maxima = {};
   auto up_to = maxima;
   for_each_run(pixels, [&](auto walk) ORVA_INLINE {
@@ -211,11 +212,11 @@ class otsu_search {
     // The best threshold of all lies half-way between the means of its classes.
     estimate_ = static_cast<int>((low_mean + high_mean) / 2);
     // What a level must reach in exact arithmetic to have a chance. The rounded means are off by
-    // less than 3 * 255 / 2^24 each, and the distance by less than 1e-4. A score is
-    // low_share * high_share * distance^2. When the part p of all pixels takes part, the product of
-    // the shares is at most (p / 2)^2: the root of a score is off by at most p / 2 * 1e-4, and the
-    // root of the best score is at most p / 2 * its distance. So two scores, both off, may be
-    // p^2 * 1e-4 * distance apart. The other roundings are relative, fewer than 16 of 2^-24 each.
+    // less than 3 * 255 / 2^24 each, the distance by less than 1e-4. When the part p of the pixels
+    // takes part, low_share * high_share is at most (p / 2)^2. So the root of a score is off by at
+    // most p / 2 * 1e-4, and the root of the best score is at most p / 2 * distance. Twice the
+    // product of the two is how far a score may be off; the margin is twice that. The other
+    // roundings are relative, fewer than 16 of 2^-24 each.
     const double margin = 1e-4 * static_cast<double>(-distance) * all_.count * all_.count;
     limit_ = (static_cast<double>(score) * total_squared_ - margin) * (1 - 4e-6);
   }
@@ -230,10 +231,11 @@ class otsu_search {
     // One pixel, or all at one end: every level in the gap splits as one of its ends does.
     if (n < 2 || s == n * lo || s == n * hi) return;
 
-    // The low class of a level in the gap has k of the gap's n pixels, 0 < k < n unless it splits
-    // as one of the ends does. Their sum is at least k * lo, and at least what is left when all
-    // others have the highest level. Along either line the score is a convex function of k (the
-    // square of a linear one over a concave one), so it is greatest where a line ends.
+    // A level in the gap leaves k of the gap's n pixels in the low class; unless it splits as one
+    // of the ends does, 0 < k < n. The sum of these k pixels is at least k * lo. It is also at
+    // least s - (n - k) * hi, which is left when all others are of the highest level. Along either
+    // of these two lines the score is a convex function of k (the square of a linear one over a
+    // concave one). So it is greatest where a line ends.
     const double crossing = n * hi - s;  // in units of 1 / (hi - lo)
     const double bound = std::max({exact_score(low, crossing, crossing * lo, hi - lo),
                                    exact_score(low, 1, std::max(lo, s - (n - 1) * hi)),
@@ -260,8 +262,9 @@ class otsu_search {
     return kept != 0;
   }
 
-  // Levels around the estimate while it lies in a gap, else in the two most promising gaps, or in
-  // the only one. The closer to the best level, the narrower a gap must be to be hopeless.
+  // The levels to be counted next: around the estimate while it lies in a gap, else in the two most
+  // promising gaps, or in the only one. The nearer a gap is to the best level, the narrower it must
+  // be to be hopeless. So the levels lie closer together there.
   sweep_levels next_levels() const {
     const gap *first = &gaps_[0];
     const gap *second = nullptr;
@@ -280,7 +283,7 @@ class otsu_search {
     return {within(*first, 1), within(*first, 3), within(*second, 1), within(*second, 3)};
   }
 
-  // The level so many eighths of the gap away from its end on the side of the best level.
+  // The level that lies so many eighths of the gap away from the end nearer the best level.
   counted_level within(const gap &g, int eighths) const {
     const int distance = std::max((g.above - g.below) * eighths / 8, 1);
     return at(g.below < best_.threshold ? g.above - distance : g.below + distance);

@@ -40,7 +40,8 @@ struct plane {
     return cut;
   }
 
-  // In the middle; of an odd rest the smaller half is at the left and at the top.
+  // The part of the given size in the middle. Of an odd rest the smaller half is at the left and at
+  // the top.
   plane centre(int64_t columns, int64_t rows) const {
     plane part(data, columns, rows, stride);
     if (part.empty()) return part;
@@ -49,8 +50,8 @@ struct plane {
     return part;
   }
 
-  // The same samples; one long row where there are no gaps between the rows, which saves the cost
-  // of each row's start and end.
+  // The same samples. Rows without gaps between them become one long row, which saves the cost of
+  // each row's start and end.
   plane joined() const {
     plane one = *this;
     if (stride != static_cast<ptrdiff_t>(width)) return one;

@@ -74,7 +74,7 @@ int32_t image_center_mean(const uint8_t *image, int32_t width, int32_t height, i
   if (size > height || size > width || image == nullptr) return -1;
   if (size <= 0) return 0;
   const orva::plane pixels(image, width, height);
-  if (pixels.empty()) return -1;  // nor does a square fit when there are too many pixels
+  if (pixels.empty()) return -1;  // no square fits into an empty image
   const auto square = pixels.centre(size, size).joined();
   return static_cast<int32_t>(orva::sum(square)) / (size * size);
 }

@@ -79,7 +79,7 @@ double standard_deviation(const uint8_t *data, int32_t count) {
 }
 
 double calculate_sd(const double *values, int32_t count) {
-  // Sums run in index order; only what is added may be computed two at a time.
+  // The sums run in index order. The squares may be computed two at a time.
   const size_t size = count > 0 ? static_cast<size_t>(count) : 0;
   double sum = 0.0;
   orva::for_each_step<1, 8>(size, [&](size_t i) ORVA_INLINE { sum += values[i]; });
@@ -93,7 +93,7 @@ double calculate_sd(const double *values, int32_t count) {
   });
   if (paired != size) spread += (values[paired] - mean) * (values[paired] - mean);
   const double deviation = std::sqrt(spread / count);
-  // One for all: what 0 / 0 or infinities give has a different sign on different processors.
+  // One not-a-number for all: those of 0 / 0 and of infinities differ in sign between processors.
   if (std::isnan(deviation)) return std::numeric_limits<double>::quiet_NaN();
   return deviation;
 }

@@ -12,7 +12,7 @@
 
 namespace orva {
 
-// The registers that the processor is known to have.
+// The size of the vector registers that every processor of the target has.
 #ifdef __AVX2__
 inline constexpr size_t kVectorBytes = 32;
 #else
@@ -87,8 +87,8 @@ struct none_then_all {
 template <typename T>
 inline constexpr none_then_all<T> kNoneThenAll;
 
-// Calls work(place) for every place from 0 on, a step apart, from which a whole step fits into
-// size; returns the place after them. The loop takes Group places per turn, then four, then one.
+// Calls work(place) for place 0, Step, 2 * Step and so on while a whole step fits into size.
+// Returns the first place without work. The loop takes Group places per turn, then four, then one.
 template <size_t Step, size_t Group, typename Work>
 ORVA_INLINE inline size_t for_each_step(size_t size, Work work, size_t place = 0) {
   const size_t end = place + (size - place) / (Group * Step) * (Group * Step);
@@ -106,9 +106,9 @@ ORVA_INLINE inline size_t for_each_whole_vector(size_t size, Work work) {
   return for_each_step<kLanes<T>, Group>(size, work);
 }
 
-// Calls work(at) for adjacent vectors that cover 0 to size - 1: at(array) is the vector of the
-// array's samples in that place, at(array, fill) too. The lanes of the last vector that lie outside
-// are the fill, or 0.
+// Calls work(at) for adjacent vectors that cover 0 to size - 1. at(array) loads the array's samples
+// in that place; lanes that lie outside 0 to size - 1 are 0. With at(array, fill) they are the
+// fill.
 template <typename T, size_t Group = 8, typename Work>
 ORVA_INLINE inline void for_each_vector(size_t size, Work work) {
   const size_t offset = for_each_whole_vector<T, Group>(size, [&](size_t place) ORVA_INLINE {
@@ -117,7 +117,7 @@ ORVA_INLINE inline void for_each_vector(size_t size, Work work) {
   const size_t rest = size - offset;
   if (rest == 0) return;
   if (size > kLanes<T>) {
-    // The last whole vector, without the lanes that have been seen.
+    // The last whole vector. Its first lanes have been visited before: they become the fill.
     const auto unseen = load<vector<T>>(kNoneThenAll<T>.lanes + rest);
     work([=](const T *array, T fill = 0) ORVA_INLINE {
       return (load<vector<T>>(array + size - kLanes<T>) & unseen) | (splat(fill) & ~unseen);
@@ -131,9 +131,9 @@ ORVA_INLINE inline void for_each_vector(size_t size, Work work) {
   }
 }
 
-// Calls work(offset, lanes), lanes an integral_constant, for vectors of that many lanes that cover
-// 0 to size - 1. The last one ends at size and may overlap the one before it, so the work must bear
-// being done twice. A size that is too short for a vector is walked lane by lane.
+// Calls work(offset, lanes) for vectors that cover 0 to size - 1; lanes is an integral_constant,
+// the number of lanes. The last vector ends at size and may overlap the one before it, so the work
+// must bear being done twice. A size that is too short for a vector is walked lane by lane.
 template <typename T, typename Work>
 ORVA_INLINE inline void for_each_overlapping_vector(size_t size, Work work) {
   const auto whole = [&](size_t offset)

@@ -12,9 +12,9 @@ namespace {
 constexpr size_t kDarkStretch = WATER_RUN_LIMIT + 2;
 constexpr size_t kWaterStreak = WATER_STREAK_LIMIT + 1;
 
-// The first place of the first `length` adjacent places within [first, end) that all hold, or end
-// when there are none. A window is looked at from its far end: a place that does not hold rules out
-// every window that covers it, so most places are never asked. None is asked twice.
+// The start of the first `length` adjacent places within [first, end) that all hold, or end when
+// there are none. A window is looked at from its far end: a place that does not hold rules out
+// every window that covers it. So most places are never asked, and none twice.
 template <typename Holds>
 size_t find_streak(size_t first, size_t end, size_t length, Holds holds) {
   size_t known = first;  // [first, known) hold
@@ -75,7 +75,8 @@ class column_sums {
   static constexpr size_t kColumns = 256;
   static constexpr size_t kRows = 256;  // their sum fits 16 bits
 
-  // Streaks are looked at from their far end: the block reaches back by the length of one.
+  // Streaks are looked at from their far end, so the block begins the length of a streak before the
+  // column.
   void fill(size_t column) {
     count_ = std::min(kColumns, width_);
     first_ = std::min(column - std::min(column, kWaterStreak - 1), width_ - count_);

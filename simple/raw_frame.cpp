@@ -15,7 +15,8 @@ int32_t is_mq4xx_white_noise(const uint16_t *frame, uint32_t width, uint32_t hei
       if (v < min) min = v;
     }
   }
-  // Only a log line that is never written shows them; the empty statement keeps the work.
+  // Only a log line that is never written shows them. The empty statement keeps the compiler from
+  // leaving them out.
   asm volatile("" : : "r"(max), "r"(min));
   return k < 100 ? 0 : 1;
 }
