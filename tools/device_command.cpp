@@ -81,8 +81,6 @@ class device_command {
     return command->add_option("value", *value, help)->required();
   }
 
-  void attach_sensor() const;
-  bool operate();
   operation wait(wait_options o);
   operation send(command_options o);
   void saw(const simulator::wait &w);
@@ -191,20 +189,6 @@ void device_command::saw(const simulator::wait &w) {
   if (error) std::this_thread::sleep_for(kPauseAfterErrorEvent);
 }
 
-void device_command::attach_sensor() const {
-  if (!scenario_.empty()) return simulate(simulator::load_scenario(scenario_).sensor);
-  const auto plan = simulator::interrupt_plan::after(kInterruptAfterMs);
-  if (simulate_) simulate({.interrupts = std::vector(kInterrupts, plan)});
-}
-
-// Goes through the operations on the open node, as far as all goes well.
-bool device_command::operate() {
-  for (const auto &[name, operate] : operations_) {
-    if (stop_signal() != 0 || !show_->status(name, operate())) return false;
-  }
-  return true;
-}
-
 exit_status device_command::run(std::vector<std::string> arguments) {
   std::reverse(arguments.begin(), arguments.end());
   try {
@@ -214,7 +198,12 @@ exit_status device_command::run(std::vector<std::string> arguments) {
     return kPass;
   }
   if (operations_.empty()) throw CLI::RequiredError("A sub-command");
-  attach_sensor();
+  const auto plan = simulator::interrupt_plan::after(kInterruptAfterMs);
+  if (!scenario_.empty()) {
+    simulate(simulator::load_scenario(scenario_).sensor);
+  } else if (simulate_) {
+    simulate({.interrupts = std::vector(kInterrupts, plan)});
+  }
   show_ = std::make_unique<trace>(shown_);
   simulator::observe([this](const simulator::command &c) { show_->event(c); });
   simulator::observe_waits([this](const simulator::wait &w) { saw(w); });
@@ -223,7 +212,9 @@ exit_status device_command::run(std::vector<std::string> arguments) {
   const int32_t opened = orvaFpDeviceOpen(&g_fp_device_handle);
   bool passed = show_->status("open", opened);
   if (opened == FP_ERR_NO_DEVICE) complain(describe_node_error(why_node_does_not_open()));
-  if (passed) passed = operate();
+  for (const auto &[name, operate] : operations_) {
+    passed = passed && stop_signal() == 0 && show_->status(name, operate());
+  }
   if (g_fp_device_handle != 0) {
     passed &= show_->status("close", orvaFpDeviceClose(std::exchange(g_fp_device_handle, 0)));
   }

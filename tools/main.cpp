@@ -55,19 +55,19 @@ int main(int argc, char **argv) {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) == -1) open("/dev/null", O_RDONLY);
   }
+  const auto fail = [](const std::exception &error, tools::exit_status status) {
+    tools::complain(error.what());
+    return status;
+  };
   try {
     return run(argc, argv);
   } catch (const CLI::ParseError &error) {
-    tools::complain(error.what());
-    return tools::kBadUsage;
+    return fail(error, tools::kBadUsage);
   } catch (const simulator::scenario_error &error) {
-    tools::complain(error.what());
-    return tools::kBadScenario;
+    return fail(error, tools::kBadScenario);
   } catch (const tools::command_error &error) {
-    tools::complain(error.what());
-    return error.status();
+    return fail(error, error.status());
   } catch (const std::exception &error) {
-    tools::complain(error.what());
-    return tools::kBadOutput;
+    return fail(error, tools::kBadOutput);
   }
 }

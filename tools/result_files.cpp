@@ -39,9 +39,16 @@ std::string reason(const fs::path &file, const std::string &bytes) {
   return file.string() + ": could not be written a moment ago";
 }
 
-std::string without_blanks(std::string text) {
-  std::erase_if(text, [](char c) { return c == ' ' || c == '\t' || c == '\r'; });
-  return text;
+// The words of each line of a file, with so much between them.
+std::vector<std::string> lines_of(const fs::path &file, const char *between) {
+  std::istringstream lines(contents(file));
+  std::vector<std::string> found;
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    const std::vector<std::string> list{std::istream_iterator<std::string>(words), {}};
+    found.push_back(fmt::format("{}", fmt::join(list, between)));
+  }
+  return found;
 }
 
 }  // namespace
@@ -95,23 +102,16 @@ std::vector<std::string> result_files::problems() const {
 }
 
 std::string result_files::verdict() const {
-  std::istringstream lines(contents(log_));
-  std::string found;
-  for (std::string line; std::getline(lines, line);) {
-    std::istringstream words(line);
-    const std::vector<std::string> list{std::istream_iterator<std::string>(words), {}};
-    if (!list.empty() && list[0].starts_with("RESULT"))
-      found = fmt::format("{}", fmt::join(list, " "));
-  }
-  return found;
+  const std::vector<std::string> lines = lines_of(log_, " ");
+  const auto last = std::find_if(lines.rbegin(), lines.rend(),
+                                 [](const auto &line) { return line.starts_with("RESULT"); });
+  return last != lines.rend() ? *last : "";
 }
 
-bool result_files::log_has_line(const std::string &text) const {
-  std::istringstream lines(contents(log_));
-  for (std::string line; std::getline(lines, line);) {
-    if (without_blanks(line) == without_blanks(text)) return true;
-  }
-  return false;
+bool result_files::log_has_line(std::string text) const {
+  std::erase(text, ' ');
+  const std::vector<std::string> lines = lines_of(log_, "");
+  return std::find(lines.begin(), lines.end(), text) != lines.end();
 }
 
 }  // namespace tools

@@ -33,7 +33,7 @@ class result_files {
   std::string verdict() const;
 
   // Whether the log has the text as a line of its own, blanks not counted.
-  bool log_has_line(const std::string &text) const;
+  bool log_has_line(std::string text) const;
 
  private:
   std::filesystem::path log_;

@@ -46,21 +46,12 @@ struct options {
   bool inspect = false;
 };
 
-// A folder that no other run uses while this lives.
-class folder_lock {
- public:
-  explicit folder_lock(const std::string &folder)
-      : handle_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    if (handle_ != -1 && flock(handle_, LOCK_EX | LOCK_NB) == 0) return;
-    refuse_output_folder(folder, errno == EWOULDBLOCK ? "another run uses it" : strerror(errno));
-  }
-  folder_lock(const folder_lock &) = delete;
-  folder_lock &operator=(const folder_lock &) = delete;
-  ~folder_lock() { close(handle_); }
-
- private:
-  int handle_;
-};
+// No other run uses the folder until this program ends.
+void lock_folder(const std::string &folder) {
+  const int handle = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (handle != -1 && flock(handle, LOCK_EX | LOCK_NB) == 0) return;
+  refuse_output_folder(folder, errno == EWOULDBLOCK ? "another run uses it" : strerror(errno));
+}
 
 // The frame that the last step of the scenario sends, which is what the data file then holds.
 simulator::frame_shape last_frame(const simulator::scenario &scenario) {
@@ -118,12 +109,12 @@ exit_status run_all(const options &o, const sensor_test_job &job,
   uint32_t runs = 0, passed = 0;
   double fastest = 0, slowest = 0;
   while (runs < o.repeat && stop_signal() == 0) {
-    const sensor_test_outcome outcome = run_sensor_test(job, scenario, against);
-    if (worst == kPass) worst = outcome.status;
-    passed += outcome.status == kPass ? 1 : 0;
-    fastest = runs == 0 ? outcome.milliseconds : std::min(fastest, outcome.milliseconds);
-    slowest = std::max(slowest, outcome.milliseconds);
-    ++runs;
+    double milliseconds = 0;
+    const exit_status status = run_sensor_test(job, scenario, against, milliseconds);
+    if (worst == kPass) worst = status;
+    passed += status == kPass ? 1 : 0;
+    fastest = runs++ == 0 ? milliseconds : std::min(fastest, milliseconds);
+    slowest = std::max(slowest, milliseconds);
   }
   if (o.repeat > 1) {
     trace(job.shown).last_line(
@@ -147,7 +138,7 @@ exit_status run(const options &o) {
     refuse_output_folder(job.folder, fmt::format("the path is longer than {} characters",
                                                  SENSOR_TEST_FOLDER_LENGTH));
   }
-  const folder_lock lock(job.folder);
+  lock_folder(job.folder);
   catch_stop_signals();
   const exit_status status = run_all(o, job, scenario, against);
   return status == kPass && o.inspect ? inspect_data(job, last_frame(scenario)) : status;

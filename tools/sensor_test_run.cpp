@@ -30,15 +30,14 @@ class sensor_test_run {
         files_(job.folder, job.script),
         show_(job.shown, job.recording) {}
 
-  sensor_test_outcome run(const std::vector<simulator::recorded> &against);
+  void play();
+  double show_results();
+  exit_status judge(const std::vector<simulator::recorded> &against);
 
  private:
   static int32_t request(void *context, uint32_t command, const sensor_test_request *request,
                          uint32_t request_size, sensor_test_reply *reply, uint32_t *reply_size);
-  void play();
-  void find_problems();
-  void show_results();
-  exit_status judge(const std::vector<simulator::recorded> &against);
+  std::vector<std::string> problems() const;
 
   const sensor_test_job &job_;
   const simulator::scenario &scenario_;
@@ -47,7 +46,6 @@ class sensor_test_run {
   trace show_;
   int32_t status_ = FP_OK;
   int node_error_ = 0;
-  std::vector<std::string> problems_;
 };
 
 int32_t sensor_test_run::request(void *context, uint32_t command,
@@ -65,6 +63,8 @@ int32_t sensor_test_run::request(void *context, uint32_t command,
 }
 
 void sensor_test_run::play() {
+  show_.note("scenario", scenario_.name + ": " + scenario_.description);
+  files_.remove_old();
   if (job_.simulated) simulate(scenario_.sensor);
   simulator::observe([this](const simulator::command &c) { show_.event(c); });
   simulator::observe_waits([this](const simulator::wait &w) { show_.event(w); });
@@ -80,20 +80,22 @@ void sensor_test_run::play() {
   show_.event(simulator::run_end{status_, node_error_});
 }
 
-void sensor_test_run::find_problems() {
-  problems_ = secure_side_.problems();
+// What was not as the scenario says.
+std::vector<std::string> sensor_test_run::problems() const {
+  std::vector<std::string> found = secure_side_.problems();
   if (job_.simulated) {
     const std::vector<std::string> wrong = simulation_problems();
-    problems_.insert(problems_.end(), wrong.begin(), wrong.end());
+    found.insert(found.end(), wrong.begin(), wrong.end());
     if (status_ != scenario_.status) {
-      problems_.push_back(fmt::format("the run ended with {}, the scenario with {}", named(status_),
-                                      named(scenario_.status)));
+      found.push_back(fmt::format("the run ended with {}, the scenario with {}", named(status_),
+                                  named(scenario_.status)));
     }
   }
   if (status_ == FP_OK && !secure_side_.finished()) {
-    problems_.push_back(fmt::format("the run made {} requests, the scenario has {} steps",
-                                    secure_side_.requests().size(), scenario_.steps.size()));
+    found.push_back(fmt::format("the run made {} requests, the scenario has {} steps",
+                                secure_side_.requests().size(), scenario_.steps.size()));
   }
+  return found;
 }
 
 std::string with_size(const fs::path &file) {
@@ -102,7 +104,9 @@ std::string with_size(const fs::path &file) {
   return missing ? "none" : fmt::format("{}, {} bytes", file.string(), size);
 }
 
-void sensor_test_run::show_results() {
+// Returns how long the run took, in milliseconds.
+double sensor_test_run::show_results() {
+  const double milliseconds = show_.milliseconds();
   show_.status("status", status_);
   show_.note("result log", with_size(files_.log()));
   std::ifstream log(files_.log());
@@ -110,6 +114,8 @@ void sensor_test_run::show_results() {
   show_.note("data file", with_size(files_.data()));
   show_.note("total", fmt::format("{} exchanges, {} commands", show_.count<simulator::exchange>(),
                                   show_.count<simulator::command>()));
+  show_.close_recording();
+  return milliseconds;
 }
 
 // Tells all that is wrong; the status is that of the worst.
@@ -119,13 +125,11 @@ exit_status sensor_test_run::judge(const std::vector<simulator::recorded> &again
     complain(text);
     if (status == kPass) status = what;
   };
-  if (stop_signal() != 0) {
-    tell(kStopped, describe_stop(show_.interrupt_armed()));
-  }
+  if (stop_signal() != 0) tell(kStopped, describe_stop(show_.interrupt_armed()));
   if (node_error_ != 0) complain(describe_node_error(node_error_));
   for (const std::string &problem : files_.problems()) tell(kBadOutput, problem);
   if (status != kStopped) {
-    for (const std::string &problem : problems_) tell(kUnexpected, "unexpected: " + problem);
+    for (const std::string &problem : problems()) tell(kUnexpected, "unexpected: " + problem);
   }
   if (status == kPass && status_ != FP_OK) status = kFailingStatus;
   const std::string difference =
@@ -145,22 +149,14 @@ exit_status sensor_test_run::judge(const std::vector<simulator::recorded> &again
   return status;
 }
 
-sensor_test_outcome sensor_test_run::run(const std::vector<simulator::recorded> &against) {
-  show_.note("scenario", scenario_.name + ": " + scenario_.description);
-  files_.remove_old();
-  play();
-  find_problems();
-  show_results();
-  const double milliseconds = show_.milliseconds();
-  show_.close_recording();
-  return {judge(against), milliseconds};
-}
-
 }  // namespace
 
-sensor_test_outcome run_sensor_test(const sensor_test_job &job, const simulator::scenario &scenario,
-                                    const std::vector<simulator::recorded> &against) {
-  return sensor_test_run(job, scenario).run(against);
+exit_status run_sensor_test(const sensor_test_job &job, const simulator::scenario &scenario,
+                            const std::vector<simulator::recorded> &against, double &milliseconds) {
+  sensor_test_run run(job, scenario);
+  run.play();
+  milliseconds = run.show_results();
+  return run.judge(against);
 }
 
 }  // namespace tools

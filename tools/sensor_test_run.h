@@ -19,14 +19,9 @@ struct sensor_test_job {
   std::string expected;   // line of the result log, any when empty
 };
 
-struct sensor_test_outcome {
-  exit_status status = kPass;
-  double milliseconds = 0;
-};
-
-// Compares the run with these events, when there are any.
-sensor_test_outcome run_sensor_test(const sensor_test_job &job, const simulator::scenario &scenario,
-                                    const std::vector<simulator::recorded> &against);
+// Compares the run with the events of a recording, when there are any. Tells how long it took.
+exit_status run_sensor_test(const sensor_test_job &job, const simulator::scenario &scenario,
+                            const std::vector<simulator::recorded> &against, double &milliseconds);
 
 }  // namespace tools
 
