@@ -326,11 +326,11 @@ std::string first_difference(const std::vector<recorded> &recording,
     json keys = then;
     keys.update(now);
     for (const auto &entry : keys.items()) {
-      const json &key = entry.key();
-      const json was = then.value(entry.key(), json()), is = now.value(entry.key(), json());
+      const std::string &key = entry.key();
+      const json was = then.value(key, json()), is = now.value(key, json());
       if (was == is) continue;
-      return fmt::format("{}, {}: {} recorded {}, now {}", place, shortened(then["event"]),
-                         entry.key(), shortened(was), shortened(is));
+      return fmt::format("{}, {}: {} recorded {}, now {}", place, shortened(then["event"]), key,
+                         shortened(was), shortened(is));
     }
   }
   return "";
