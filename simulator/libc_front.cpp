@@ -177,7 +177,10 @@ extern "C" int open(const char *path, int flags, ...) {
   return openat(AT_FDCWD, path, flags, mode);
 }
 
-extern "C" int ioctl(int handle, unsigned long request, ...) {
+// What fortified headers call for open without a mode.
+extern "C" int __open_2(const char *path, int flags) { return open(path, flags); }
+
+extern "C" int ioctl(int handle, simulator::ioctl_request request, ...) {
   va_list args;
   va_start(args, request);
   void *argument = va_arg(args, void *);

@@ -4,7 +4,7 @@
 
 #include "simulator/observation.h"
 
-extern "C" int ioctl(int handle, unsigned long request, ...) {
+extern "C" int ioctl(int handle, simulator::ioctl_request request, ...) {
   va_list args;
   va_start(args, request);
   void *argument = va_arg(args, void *);

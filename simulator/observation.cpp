@@ -63,7 +63,7 @@ command copy_command(const void *argument) {
   return c;
 }
 
-int forward_ioctl(int handle, unsigned long request, void *argument) {
+int forward_ioctl(int handle, ioctl_request request, void *argument) {
   const bool seen = request == orva::kDriverRequest && command_observer;
   // The driver may write over what it is sent.
   command c = seen ? copy_command(argument) : command{};

@@ -11,6 +11,13 @@
 
 namespace simulator {
 
+// The type that the C library gives to ioctl's request: a stand-in must declare it alike.
+#ifdef __GLIBC__
+using ioctl_request = unsigned long;
+#else
+using ioctl_request = int;
+#endif
+
 enum class wait_outcome : uint8_t { kInterrupt, kTimeout, kErrorEvent, kFailed };
 
 // One wait for the interrupt.
@@ -34,7 +41,7 @@ bool armed_after(const command &c, bool before);
 // The record at an ioctl's argument and the bytes that it sends.
 command copy_command(const void *argument);
 
-int forward_ioctl(int handle, unsigned long request, void *argument);
+int forward_ioctl(int handle, ioctl_request request, void *argument);
 int forward_poll(pollfd *entries, nfds_t count, int limit_ms);
 
 }  // namespace simulator

@@ -136,7 +136,7 @@ exit_status run(const options &o) {
   job.folder = prepare_folder(o);
   if (job.folder.size() > SENSOR_TEST_FOLDER_LENGTH) {
     refuse_output_folder(job.folder, fmt::format("the path is longer than {} characters",
-                                                 SENSOR_TEST_FOLDER_LENGTH));
+                                                 int{SENSOR_TEST_FOLDER_LENGTH}));
   }
   lock_folder(job.folder);
   catch_stop_signals();

@@ -55,18 +55,22 @@ TEST(KernelTool, DriverDiesDuringAWait) {
   die.join();
 }
 
-// Each shipped scenario as its script runs on the node: the genuine driver has the sensor that the
-// scenario describes.
-TEST(KernelTool, SensorTestsWithoutASimulatedSensor) {
+// Each shipped scenario as its script runs on the node, where the genuine driver has the sensor
+// that the scenario describes; what was recorded there happens once more in the process.
+TEST(KernelTool, SensorTestsAndTheirRecordings) {
   size_t runs = 0;
   for (const auto &entry : std::filesystem::directory_iterator(ORVA_TEST_SCENARIOS)) {
     const simulator::scenario played = simulator::load_scenario(entry.path());
-    support::attach_sensor(played.sensor);
-    support::tool_folder().check({"orva-fp sensor-test --out out --script " +
-                                      std::to_string(played.scripts.front()) + " --scenario " +
-                                      entry.path().string(),
+    const std::string run =
+        "orva-fp sensor-test --script " + std::to_string(played.scripts.front()) + " --scenario ";
+    support::tool_case row{run + entry.path().string() + " --out genuine --record r.jsonl",
         played.status == FP_OK ? 0 : 1, std::string("status ") + orva_fp_status_name(played.status),
-        played.status == FP_ERR_NO_DEVICE ? "/dev/ovfp0: " : ""});
+        played.status == FP_ERR_NO_DEVICE ? "/dev/ovfp0: " : ""};
+    const support::tool_folder folder;
+    support::attach_sensor(played.sensor);
+    folder.check(row);
+    row.command = run + "r.jsonl --out replayed --against r.jsonl --simulate";
+    folder.check(row);
     ++runs;
   }
   EXPECT_GE(runs, 15);
