@@ -9,7 +9,6 @@
 
 namespace {
 
-using orva::kSumBlock;
 using orva::plane;
 
 // The sum of the pixels, or -1 when one of them is below the floor.

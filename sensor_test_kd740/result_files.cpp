@@ -142,8 +142,5 @@ int32_t confirm_save_path(char *dest, int32_t dest_len, const char *src1, const 
   if (dest_len < 0 || size > static_cast<size_t>(dest_len)) return 0;
   if (overlap(dest, size, src1, length1 + 1) || overlap(dest, size, src2, length2 + 1)) return 0;
 
-  memcpy(dest, src1, length1);
-  dest[length1] = '/';
-  memcpy(dest + length1 + 1, src2, length2 + 1);
-  return 1;
+  return snprintf(dest, size, "%s/%s", src1, src2) > 0 ? 1 : 0;
 }
