@@ -12,8 +12,6 @@ namespace {
 
 std::mutex guard;
 std::vector<log_line> lines;
-std::function<void(const log_line &)> line_observer;
-bool paused = false;
 
 }  // namespace
 
@@ -27,16 +25,6 @@ void clear_log() {
   lines.clear();
 }
 
-void observe_log(std::function<void(const log_line &)> observer) {
-  const std::lock_guard lock(guard);
-  line_observer = std::move(observer);
-}
-
-void pause_log_capture(bool pause) {
-  const std::lock_guard lock(guard);
-  paused = pause;
-}
-
 }  // namespace support
 
 extern "C" int __android_log_print(int prio, const char *tag, const char *fmt, ...) {
@@ -47,8 +35,6 @@ extern "C" int __android_log_print(int prio, const char *tag, const char *fmt, .
   va_end(args);
 
   const std::lock_guard lock(support::guard);
-  if (support::paused) return 1;
   support::lines.push_back({prio, tag, text});
-  if (support::line_observer) support::line_observer(support::lines.back());
   return 1;
 }

@@ -3,7 +3,6 @@
 #ifndef ORVA_TESTS_LOG_CAPTURE_H
 #define ORVA_TESTS_LOG_CAPTURE_H
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,12 +18,6 @@ struct log_line {
 // The lines since the start or the latest clear_log.
 std::vector<log_line> log_lines();
 void clear_log();
-
-// Called with every line as it comes; null for none.
-void observe_log(std::function<void(const log_line &)> observer);
-
-// While paused, lines are dropped before anything is made of them.
-void pause_log_capture(bool paused);
 
 }  // namespace support
 
