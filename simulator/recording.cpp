@@ -104,10 +104,7 @@ class field_writer {
     if (value) line_[key] = *value;
   }
   void operator()(const std::string &key, const std::vector<uint8_t> &bytes) {
-    if (bytes.empty()) return;
-    std::string digits;
-    for (const uint8_t byte : bytes) fmt::format_to(std::back_inserter(digits), "{:02x}", byte);
-    line_[key] = digits;
+    if (!bytes.empty()) line_[key] = fmt::format("{:02x}", fmt::join(bytes, ""));
   }
   void operator()(const std::string &key, wait_outcome outcome) {
     line_[key] = kOutcomeNames[static_cast<size_t>(outcome)];
@@ -240,7 +237,10 @@ std::string shortened(const json &value) {
 
 }  // namespace
 
-std::string line_of(const recorded &r) { return json_of(r).dump(); }
+// The name of a file need not be UTF-8, all of JSON is.
+std::string line_of(const recorded &r) {
+  return json_of(r).dump(-1, ' ', false, json::error_handler_t::replace);
+}
 
 std::vector<recorded> read_recording(const std::filesystem::path &file) {
   std::vector<recorded> events;

@@ -289,6 +289,9 @@ TEST(Tool, Recording) {
       {record + R"(sed -i '$d' r.jsonl)" + replay, 3, "...", "line 16: ends before the run does\n"},
       {record + R"(sed -i '1d' r.jsonl)" + replay, 3, "...",
           "line 1: top level: key \"format\" is m"},
+      {record + "f=$(printf '\\377.jsonl'); mv r.jsonl $f; run 1000 $f --record s.jsonl -q; "
+                "run 1000 s.jsonl -q",
+          0},
       {": >r.jsonl" + replay, 3, "", "r.jsonl: line 1, column 1: not JSON\n"},
       {"run 1001 snr1-pass --record no/r.jsonl", 4, "", "no/r.jsonl: No such file or directory\n"},
       {"run 1001 snr1-pass --record /dev/full -q", 4, "", "/dev/full: No space left on device\n"},
