@@ -229,7 +229,7 @@ template <size_t kLargestSide>
 void vCalculateBlockDRCS1(const uint8_t *image, uint32_t *block_count, uint8_t *block_values,
                           const uint8_t *mask, uint8_t slice_window_size) {
   const masked_image all = image_in_force(image, mask);
-  if (*block_count == 4) {
+  if (*block_count == BLOCK_COUNT_QUADRANTS) {
     const size_t left = all.pixels.width / 2;
     const size_t top = all.pixels.height / 2;
     const size_t right = all.pixels.width - left;

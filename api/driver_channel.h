@@ -6,11 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <orva_fp/device.h>
-
 namespace orva {
-
-inline constexpr char kDriverNode[] = ORVA_FP_DRIVER_NODE;
 
 // SPI_IOC_MESSAGE(1) of the spidev interface: write direction, type 'k', number 0, 32 bytes.
 inline constexpr uint32_t kDriverRequest = 0x40206B00;

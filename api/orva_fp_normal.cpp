@@ -54,9 +54,9 @@ int32_t orvaFpDeviceOpen(int32_t *handle_out) {
   if (handle_out == nullptr) return FP_ERR_NULL_PARAM;
 
   struct stat node;
-  if (stat(orva::kDriverNode, &node) != 0) return FP_ERR_NO_DEVICE;
+  if (stat(ORVA_FP_DRIVER_NODE, &node) != 0) return FP_ERR_NO_DEVICE;
 
-  const int32_t handle = open(orva::kDriverNode, O_RDWR);
+  const int32_t handle = open(ORVA_FP_DRIVER_NODE, O_RDWR);
   if (handle < 0) {
     *handle_out = 0;
     return FP_ERR_NO_DEVICE;

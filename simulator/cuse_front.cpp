@@ -15,6 +15,8 @@
 #include <cuse_lowlevel.h>
 #include <fuse_lowlevel.h>
 
+#include <orva_fp/device.h>
+
 #include "api/driver_channel.h"
 #include "simulator/driver_control.h"
 #include "simulator/sensor_model.h"
@@ -81,17 +83,17 @@ void drive_line(const answer &given) {
 // The node's name leads to the device, to nothing where the sensor's node is missing.
 void place_node() {
   struct stat found;
-  const bool present = lstat(orva::kDriverNode, &found) == 0 && S_ISCHR(found.st_mode) &&
+  const bool present = lstat(ORVA_FP_DRIVER_NODE, &found) == 0 && S_ISCHR(found.st_mode) &&
                        found.st_rdev == self.number;
   const bool wanted = self.model.config().node != node_state::kMissing;
   if (present == wanted) return;
-  remove(orva::kDriverNode);
-  if (wanted) mknod(orva::kDriverNode, S_IFCHR | 0600, self.number);
+  remove(ORVA_FP_DRIVER_NODE);
+  if (wanted) mknod(ORVA_FP_DRIVER_NODE, S_IFCHR | 0600, self.number);
 }
 
 void on_init_done(void *) {
   struct stat node;
-  if (stat(orva::kDriverNode, &node) == 0) self.number = node.st_rdev;
+  if (stat(ORVA_FP_DRIVER_NODE, &node) == 0) self.number = node.st_rdev;
 }
 
 void on_open(fuse_req_t request, fuse_file_info *file) {
@@ -222,7 +224,7 @@ void serve(fuse_session *session) {
 
 int main(int, char *argv[]) {
   self.timer = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
-  remove(orva::kDriverNode);  // left by a driver that died, it would lead nowhere
+  remove(ORVA_FP_DRIVER_NODE);  // left by a driver that died, it would lead nowhere
 
   cuse_lowlevel_ops operations{};
   operations.init_done = on_init_done;

@@ -12,6 +12,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include <orva_fp/device.h>
+
 #include "api/driver_channel.h"
 
 namespace simulator {
@@ -29,7 +31,7 @@ struct front {
 std::unique_ptr<front> attached;
 
 bool is_node(const char *path) {
-  return attached != nullptr && path != nullptr && strcmp(path, orva::kDriverNode) == 0;
+  return attached != nullptr && path != nullptr && strcmp(path, ORVA_FP_DRIVER_NODE) == 0;
 }
 
 int fail(int error) {

@@ -16,7 +16,6 @@
 #include <orva_fp/device.h>
 #include <orva_fp/sensor_test.h>
 
-#include "api/driver_channel.h"
 #include "kernel/kernel_rig.h"
 #include "simulator/secure_side.h"
 #include "support/log_capture.h"
@@ -217,7 +216,7 @@ TEST_F(Kernel, DriverDiesDuringASensorTest) {
 }
 
 TEST_F(Kernel, NodeIsSomethingElse) {
-  const char *node = orva::kDriverNode;
+  const char *node = ORVA_FP_DRIVER_NODE;
   const std::pair<std::function<int()>, int32_t> cases[] = {
       {[&] { return close(creat(node, 0600)); }, FP_ERR_DRIVER_IO},
       {[&] { return mkfifo(node, 0600); }, FP_ERR_DRIVER_IO},

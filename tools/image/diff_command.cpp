@@ -3,6 +3,8 @@
 #include <cmath>
 #include <memory>
 
+#include <orva_fp/sensor_test.h>
+
 #include "tools/image/contact_sheet.h"
 #include "tools/image/image_command.h"
 #include "tools/image/report.h"
@@ -144,7 +146,7 @@ exit_status run(const options &o) {
   for (size_t i = 0; i < 2; ++i) {
     const std::filesystem::path given = o.files[i];
     std::error_code none;
-    files[i] = std::filesystem::is_directory(given, none) ? given / "fp_data.bin" : given;
+    files[i] = std::filesystem::is_directory(given, none) ? given / ORVA_FP_DATA_FILE : given;
     frames[i] = analyse(files[i], load_frame(files[i], o.settings.layout), o.settings);
     measures[i == 0 ? "a" : "b"] = to_json(files[i], frames[i]);
   }
