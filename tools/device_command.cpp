@@ -56,8 +56,91 @@ struct command_options {
 // program's own sub-commands may come more than once.
 class device_command {
  public:
-  device_command();
-  exit_status run(std::vector<std::string> arguments);
+  device_command() {
+    app_.footer(std::string(kHelp) + "\n\n" + kExitStatuses);
+    app_.add_flag("--simulate", simulate_, "Simulate the sensor instead of driving /dev/ovfp0");
+    app_.add_option("--scenario", scenario_, "Simulate the sensor of a scenario or recording");
+    app_.add_flag("--verbose", shown_.verbose, "Show the bytes of every command record");
+    app_.add_flag("-q,--quiet", shown_.quiet, "Show the last line alone");
+
+    const std::map<std::string, uint32_t> names = {{"off", 0}, {"on", 1}};
+    const CLI::Validator on_or_off = CLI::Transformer(names).description("");
+    add("open", "Opens the node, no more", [] { return [] { return FP_OK; }; });
+    add("reset", "Resets the sensor",
+        [] { return [] { return orvaFpDeviceReset(g_fp_device_handle); }; });
+    add("power", "Switches the sensor on or off", kStateHelp, orvaFpDevicePowerCtrl)
+        ->transform(on_or_off);
+    add("clock", "Sets the bus clock", "1 for 12.5 MHz, any other for the driver's other command",
+        orvaFpDeviceSetClock);
+    add("info-memory", "Switches the sensor's information memory on or off", kStateHelp,
+        orvaFpDeviceEEPROMEnable)
+        ->transform(on_or_off);
+    add("cpu-speedup", "Asks for a CPU speed-up", "The driver's own value", orvaFpDeviceCPUSpeedup);
+
+    CLI::App *wait_command =
+        add("wait-interrupt", "Arms the interrupt, waits for it and disarms it",
+            [this] { return wait(std::exchange(wait_, {})); });
+    wait_command
+        ->add_option("--timeout-ms,--timeout", wait_.timeout_ms,
+                     "Time limit in milliseconds; until Ctrl-C without it")
+        ->check(CLI::Range(uint32_t{0}, kLongestLimitMs));
+    wait_command->add_option("--count", wait_.count, "Wait for so many, armed anew for each")
+        ->check(CLI::PositiveNumber);
+
+    CLI::App *any = add("command", "Sends any command to the driver",
+                        [this] { return send(std::exchange(command_, {})); });
+    any->add_option("--code", command_.code, "Command code, 0 to 255")
+        ->required()
+        ->check(CLI::Range(0, 255));
+    auto *tx = any->add_option("--tx", command_.tx, "Bytes to send, in hexadecimal digits");
+    auto *rx = any->add_option("--rx", command_.rx, "Count of bytes to receive")
+                   ->check(CLI::Range(1, 1 << 20));
+    any->add_option("--len", command_.len, "Argument of a command that transfers nothing")
+        ->excludes(tx)
+        ->excludes(rx);
+    any->add_option("--param", command_.param, "Three parameters A,B,C; as they were without it")
+        ->delimiter(',')
+        ->expected(3)
+        ->check(CLI::Range(0, 255));
+    any->add_option("--speed", command_.speed_hz, "Bus clock in Hz; as it was without it");
+  }
+
+  exit_status run(std::vector<std::string> arguments) {
+    std::reverse(arguments.begin(), arguments.end());
+    try {
+      app_.parse(arguments);
+    } catch (const CLI::Success &help) {
+      app_.exit(help);
+      return kPass;
+    }
+    if (operations_.empty()) throw CLI::RequiredError("A sub-command");
+    const auto plan = simulator::interrupt_plan::after(kInterruptAfterMs);
+    if (!scenario_.empty()) {
+      simulate(simulator::load_scenario(scenario_).sensor);
+    } else if (simulate_) {
+      simulate({.interrupts = std::vector(kInterrupts, plan)});
+    }
+    show_ = std::make_unique<trace>(shown_);
+    simulator::observe([this](const simulator::command &c) { show_->event(c); });
+    simulator::observe_waits([this](const simulator::wait &w) { saw(w); });
+    catch_stop_signals();
+
+    const int32_t opened = orvaFpDeviceOpen(&g_fp_device_handle);
+    bool passed = show_->status("open", opened);
+    if (opened == FP_ERR_NO_DEVICE) complain(describe_node_error(why_node_does_not_open()));
+    for (const auto &[name, operate] : operations_) {
+      passed = passed && stop_signal() == 0 && show_->status(name, operate());
+    }
+    if (g_fp_device_handle != 0) {
+      passed &= show_->status("close", orvaFpDeviceClose(std::exchange(g_fp_device_handle, 0)));
+    }
+    if (stop_signal() != 0) complain(describe_stop(show_->interrupt_armed()));
+    const exit_status status = stop_signal() != 0 ? kStopped : passed ? kPass : kFailingStatus;
+    show_->last_line(status == kPass ? look::kGood : look::kBad, "result", show_->worst());
+    simulator::observe(nullptr);
+    simulator::observe_waits(nullptr);
+    return status;
+  }
 
  private:
   using operation = std::function<int32_t()>;
@@ -81,9 +164,51 @@ class device_command {
     return command->add_option("value", *value, help)->required();
   }
 
-  operation wait(wait_options o);
-  operation send(command_options o);
-  void saw(const simulator::wait &w);
+  // Without an interrupt, or with a signal, it does not go on to the next.
+  operation wait(wait_options o) {
+    return [this, o] {
+      int32_t status = FP_OK;
+      for (uint32_t i = 1; i <= o.count && status == FP_OK && stop_signal() == 0; ++i) {
+        status = wait_interrupt_in_sensor_test(o.timeout_ms);
+        if (status != FP_OK || o.count == 1) continue;
+        show_->event(look::kGood, fmt::format("interrupt {}", i), fmt::format("of {}", o.count));
+      }
+      return status;
+    };
+  }
+
+  operation send(command_options o) {
+    const auto refuse = [](const std::string &why) { throw CLI::ValidationError(why); };
+    const auto bytes = simulator::bytes_of_hex(o.tx);
+    if (!bytes) refuse("--tx must be pairs of hexadecimal digits");
+    const auto sent = static_cast<uint32_t>(bytes->size());
+    if (o.rx != 0 && sent != 0 && o.rx != sent) {
+      refuse(fmt::format("--tx and --rx share one length, {} is not {}", sent, o.rx));
+    }
+    return [this, o, bytes = *bytes] {
+      std::vector<uint8_t> received(o.rx);
+      const auto given = [](auto &list) { return list.empty() ? nullptr : list.data(); };
+      const int32_t status =
+          orva_call_driver(g_fp_device_handle, o.code, given(bytes),
+                           std::max({static_cast<uint32_t>(bytes.size()), o.rx, o.len}),
+                           given(received), given(o.param), o.speed_hz);
+      if (status == FP_OK && o.rx != 0) {
+        show_->note("received", fmt::format("{:02x}", fmt::join(received, " ")));
+      }
+      return status;
+    };
+  }
+
+  // Tells waits that end without an interrupt only where there is an error event, and not every
+  // one.
+  void saw(const simulator::wait &w) {
+    const bool error = w.outcome == simulator::wait_outcome::kErrorEvent;
+    if (w.outcome == simulator::wait_outcome::kInterrupt ||
+        (error && error_events_++ % kErrorEventsForALine == 0)) {
+      show_->event(w);
+    }
+    if (error) std::this_thread::sleep_for(kPauseAfterErrorEvent);
+  }
 
   CLI::App app_{"Does operations on the sensor, one after the other", "orva-fp device"};
   bool simulate_ = false;
@@ -95,136 +220,6 @@ class device_command {
   std::unique_ptr<trace> show_;
   uint32_t error_events_ = 0;
 };
-
-device_command::device_command() {
-  app_.footer(std::string(kHelp) + "\n\n" + kExitStatuses);
-  app_.add_flag("--simulate", simulate_, "Simulate the sensor instead of driving /dev/ovfp0");
-  app_.add_option("--scenario", scenario_, "Simulate the sensor of a scenario or recording");
-  app_.add_flag("--verbose", shown_.verbose, "Show the bytes of every command record");
-  app_.add_flag("-q,--quiet", shown_.quiet, "Show the last line alone");
-
-  const std::map<std::string, uint32_t> names = {{"off", 0}, {"on", 1}};
-  const CLI::Validator on_or_off = CLI::Transformer(names).description("");
-  add("open", "Opens the node, no more", [] { return [] { return FP_OK; }; });
-  add("reset", "Resets the sensor",
-      [] { return [] { return orvaFpDeviceReset(g_fp_device_handle); }; });
-  add("power", "Switches the sensor on or off", kStateHelp, orvaFpDevicePowerCtrl)
-      ->transform(on_or_off);
-  add("clock", "Sets the bus clock", "1 for 12.5 MHz, any other for the driver's other command",
-      orvaFpDeviceSetClock);
-  add("info-memory", "Switches the sensor's information memory on or off", kStateHelp,
-      orvaFpDeviceEEPROMEnable)
-      ->transform(on_or_off);
-  add("cpu-speedup", "Asks for a CPU speed-up", "The driver's own value", orvaFpDeviceCPUSpeedup);
-
-  CLI::App *wait_command = add("wait-interrupt", "Arms the interrupt, waits for it and disarms it",
-                               [this] { return wait(std::exchange(wait_, {})); });
-  wait_command
-      ->add_option("--timeout-ms,--timeout", wait_.timeout_ms,
-                   "Time limit in milliseconds; until Ctrl-C without it")
-      ->check(CLI::Range(uint32_t{0}, kLongestLimitMs));
-  wait_command->add_option("--count", wait_.count, "Wait for so many, armed anew for each")
-      ->check(CLI::PositiveNumber);
-
-  CLI::App *any = add("command", "Sends any command to the driver",
-                      [this] { return send(std::exchange(command_, {})); });
-  any->add_option("--code", command_.code, "Command code, 0 to 255")
-      ->required()
-      ->check(CLI::Range(0, 255));
-  any->add_option("--tx", command_.tx, "Bytes to send, in hexadecimal digits");
-  any->add_option("--rx", command_.rx, "Count of bytes to receive")->check(CLI::Range(1, 1 << 20));
-  any->add_option("--len", command_.len, "Argument of a command that transfers nothing");
-  any->add_option("--param", command_.param, "Three parameters A,B,C; as they were without it")
-      ->delimiter(',')
-      ->expected(3)
-      ->check(CLI::Range(0, 255));
-  any->add_option("--speed", command_.speed_hz, "Bus clock in Hz; as it was without it");
-}
-
-// Without an interrupt, or with a signal, it does not go on to the next.
-device_command::operation device_command::wait(wait_options o) {
-  return [this, o] {
-    int32_t status = FP_OK;
-    for (uint32_t i = 1; i <= o.count && status == FP_OK && stop_signal() == 0; ++i) {
-      status = wait_interrupt_in_sensor_test(o.timeout_ms);
-      if (status != FP_OK || o.count == 1) continue;
-      show_->event(look::kGood, fmt::format("interrupt {}", i), fmt::format("of {}", o.count));
-    }
-    return status;
-  };
-}
-
-device_command::operation device_command::send(command_options o) {
-  const auto refuse = [](const std::string &why) { throw CLI::ValidationError(why); };
-  const auto bytes = simulator::bytes_of_hex(o.tx);
-  if (!bytes) refuse("--tx must be pairs of hexadecimal digits");
-  const auto sent = static_cast<uint32_t>(bytes->size());
-  if (o.rx != 0 && sent != 0 && o.rx != sent) {
-    refuse(fmt::format("--tx and --rx share one length, {} is not {}", sent, o.rx));
-  }
-  if (o.len != 0 && (o.rx != 0 || sent != 0)) {
-    refuse("--len is the argument of a command without --tx and --rx");
-  }
-  return [this, o, bytes = *bytes] {
-    std::vector<uint8_t> received(o.rx);
-    const auto given = [](auto &list) { return list.empty() ? nullptr : list.data(); };
-    const int32_t status =
-        orva_call_driver(g_fp_device_handle, o.code, given(bytes),
-                         std::max({static_cast<uint32_t>(bytes.size()), o.rx, o.len}),
-                         given(received), given(o.param), o.speed_hz);
-    if (status == FP_OK && o.rx != 0) {
-      show_->note("received", fmt::format("{:02x}", fmt::join(received, " ")));
-    }
-    return status;
-  };
-}
-
-// Tells waits that end without an interrupt only where there is an error event, and not every one.
-void device_command::saw(const simulator::wait &w) {
-  const bool error = w.outcome == simulator::wait_outcome::kErrorEvent;
-  if (w.outcome == simulator::wait_outcome::kInterrupt ||
-      (error && error_events_++ % kErrorEventsForALine == 0)) {
-    show_->event(w);
-  }
-  if (error) std::this_thread::sleep_for(kPauseAfterErrorEvent);
-}
-
-exit_status device_command::run(std::vector<std::string> arguments) {
-  std::reverse(arguments.begin(), arguments.end());
-  try {
-    app_.parse(arguments);
-  } catch (const CLI::Success &help) {
-    app_.exit(help);
-    return kPass;
-  }
-  if (operations_.empty()) throw CLI::RequiredError("A sub-command");
-  const auto plan = simulator::interrupt_plan::after(kInterruptAfterMs);
-  if (!scenario_.empty()) {
-    simulate(simulator::load_scenario(scenario_).sensor);
-  } else if (simulate_) {
-    simulate({.interrupts = std::vector(kInterrupts, plan)});
-  }
-  show_ = std::make_unique<trace>(shown_);
-  simulator::observe([this](const simulator::command &c) { show_->event(c); });
-  simulator::observe_waits([this](const simulator::wait &w) { saw(w); });
-  catch_stop_signals();
-
-  const int32_t opened = orvaFpDeviceOpen(&g_fp_device_handle);
-  bool passed = show_->status("open", opened);
-  if (opened == FP_ERR_NO_DEVICE) complain(describe_node_error(why_node_does_not_open()));
-  for (const auto &[name, operate] : operations_) {
-    passed = passed && stop_signal() == 0 && show_->status(name, operate());
-  }
-  if (g_fp_device_handle != 0) {
-    passed &= show_->status("close", orvaFpDeviceClose(std::exchange(g_fp_device_handle, 0)));
-  }
-  if (stop_signal() != 0) complain(describe_stop(show_->interrupt_armed()));
-  const exit_status status = stop_signal() != 0 ? kStopped : passed ? kPass : kFailingStatus;
-  show_->last_line(status == kPass ? look::kGood : look::kBad, "result", show_->worst());
-  simulator::observe(nullptr);
-  simulator::observe_waits(nullptr);
-  return status;
-}
 
 }  // namespace
 

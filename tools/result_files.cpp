@@ -39,16 +39,11 @@ std::string reason(const fs::path &file, const std::string &bytes) {
   return file.string() + ": could not be written a moment ago";
 }
 
-// The words of each line of a file, with so much between them.
-std::vector<std::string> lines_of(const fs::path &file, const char *between) {
-  std::istringstream lines(contents(file));
-  std::vector<std::string> found;
-  for (std::string line; std::getline(lines, line);) {
-    std::istringstream words(line);
-    const std::vector<std::string> list{std::istream_iterator<std::string>(words), {}};
-    found.push_back(fmt::format("{}", fmt::join(list, between)));
-  }
-  return found;
+// The words of a line, with so much between them.
+std::string words_of(const std::string &line, const char *between) {
+  std::istringstream words(line);
+  using word = std::istream_iterator<std::string>;
+  return fmt::format("{}", fmt::join(word(words), word(), between));
 }
 
 }  // namespace
@@ -101,17 +96,27 @@ std::vector<std::string> result_files::problems() const {
   return found;
 }
 
-std::string result_files::verdict() const {
-  const std::vector<std::string> lines = lines_of(log_, " ");
-  const auto last = std::find_if(lines.rbegin(), lines.rend(),
-                                 [](const auto &line) { return line.starts_with("RESULT"); });
-  return last != lines.rend() ? *last : "";
+std::vector<std::string> result_files::log_lines() const {
+  std::istringstream log(contents(log_));
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(log, line);) lines.push_back(line);
+  return lines;
 }
 
-bool result_files::log_has_line(std::string text) const {
-  std::erase(text, ' ');
-  const std::vector<std::string> lines = lines_of(log_, "");
-  return std::find(lines.begin(), lines.end(), text) != lines.end();
+std::string result_files::verdict() const {
+  std::string last;
+  for (const std::string &line : log_lines()) {
+    const std::string words = words_of(line, " ");
+    if (words.starts_with("RESULT")) last = words;
+  }
+  return last;
+}
+
+bool result_files::log_has_line(const std::string &text) const {
+  const std::vector<std::string> lines = log_lines();
+  return std::any_of(lines.begin(), lines.end(), [&](const std::string &line) {
+    return words_of(line, "") == words_of(text, "");
+  });
 }
 
 }  // namespace tools

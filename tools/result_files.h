@@ -28,12 +28,14 @@ class result_files {
   // Every file that does not hold that, with the reason.
   std::vector<std::string> problems() const;
 
+  std::vector<std::string> log_lines() const;
+
   // The verdict of the log, its line that begins with RESULT, with single blanks; empty without
   // one.
   std::string verdict() const;
 
   // Whether the log has the text as a line of its own, blanks not counted.
-  bool log_has_line(std::string text) const;
+  bool log_has_line(const std::string &text) const;
 
  private:
   std::filesystem::path log_;

@@ -1,22 +1,23 @@
-// orva-fp sensor-test: runs of a script, with the secure side that a scenario plays.
+// orva-fp sensor-test: runs of a script, with the secure side that a scenario plays, watched and
+// judged.
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 #include <sys/file.h>
-#include <unistd.h>
 
+#include <orva_fp/device.h>
 #include <orva_fp/sensor_test.h>
 
+#include "simulator/scenario.h"
 #include "tools/commands.h"
 #include "tools/output_file.h"
 #include "tools/result_files.h"
 #include "tools/sensor_at_work.h"
-#include "tools/sensor_test_run.h"
 #include "tools/simulation.h"
+#include "tools/trace.h"
 #ifdef ORVA_FP_IMAGE_COMMAND
 #include "tools/image/inspect.h"
 #endif
@@ -24,8 +25,6 @@
 namespace tools {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char kHelp[] =
     R"(Standard output shows, each with its time, every exchange with the secure side, every command to
@@ -35,15 +34,141 @@ log lines, and all that is wrong, go to standard error.)";
 
 constexpr char kUsualVerdict[] = "RESULT : PASS";
 
+// What the callback returns to end a run that is to stop.
+constexpr int32_t kStopRequested = -EINTR;
+
+using recording = std::vector<simulator::recorded>;
+
 struct options {
-  sensor_test_job job;
+  int32_t script = 0;
   std::string scenario;
-  std::string against;
+  std::string folder;  // of the result files
   std::string serial;
-  std::string trace = "text";
+  bool simulated = false;
+  trace_options shown;
+  std::string record;    // to write, none when empty
+  std::string against;   // to compare with, none when empty
+  std::string expected;  // line of the result log, any when empty
   uint32_t repeat = 1;
-  bool verdict = false;
   bool inspect = false;
+};
+
+std::string with_size(const std::filesystem::path &file) {
+  std::error_code missing;
+  const uintmax_t size = std::filesystem::file_size(file, missing);
+  return missing ? "none" : fmt::format("{}, {} bytes", file.string(), size);
+}
+
+class sensor_test_run {
+ public:
+  sensor_test_run(const options &o, const simulator::scenario &scenario)
+      : options_(o),
+        scenario_(scenario),
+        secure_side_(scenario.steps),
+        files_(o.folder, o.script),
+        show_(o.shown, o.record) {}
+
+  // Returns how long it took, in milliseconds.
+  double play() {
+    show_.note("scenario", scenario_.name + ": " + scenario_.description);
+    files_.remove_old();
+    if (options_.simulated) simulate(scenario_.sensor);
+    simulator::observe([this](const simulator::command &c) { show_.event(c); });
+    simulator::observe_waits([this](const simulator::wait &w) { show_.event(w); });
+    secure_side_.observe([this](const simulator::exchange &e) { show_.event(e); });
+
+    show_.event(simulator::run_start{options_.script, options_.simulated, scenario_.name});
+    status_ =
+        orvaFpSensorTest(options_.script, 0, 0, 0, request, this, 0, 0, options_.folder.c_str());
+    simulator::observe(nullptr);
+    simulator::observe_waits(nullptr);
+    orvaFpDeviceClose(std::exchange(g_fp_device_handle, 0));
+    if (status_ == FP_ERR_NO_DEVICE) node_error_ = why_node_does_not_open();
+    show_.event(simulator::run_end{status_, node_error_});
+    const double milliseconds = show_.milliseconds();
+    show_results();
+    return milliseconds;
+  }
+
+  // Compares the run with a recording that is not empty. Tells all that is wrong; the status is
+  // that of the worst.
+  exit_status judge(const recording &against) {
+    exit_status status = kPass;
+    const auto tell = [&](exit_status what, const std::string &text) {
+      complain(text);
+      if (status == kPass) status = what;
+    };
+    if (stop_signal() != 0) tell(kStopped, describe_stop(show_.interrupt_armed()));
+    if (node_error_ != 0) complain(describe_node_error(node_error_));
+    for (const std::string &problem : files_.problems()) tell(kBadOutput, problem);
+    if (status != kStopped) {
+      for (const std::string &problem : problems()) tell(kUnexpected, "unexpected: " + problem);
+    }
+    if (status == kPass && status_ != FP_OK) status = kFailingStatus;
+    const std::string difference =
+        against.empty() ? "" : simulator::first_difference(against, show_.events());
+    if (!difference.empty()) tell(kDiffers, "differs from the recording: " + difference);
+
+    const std::string verdict = files_.verdict();
+    std::string told = named(status_);
+    if (!verdict.empty()) told += ", " + verdict;
+    if (!options_.expected.empty() && !files_.log_has_line(options_.expected)) {
+      told += fmt::format(", where \"{}\" was expected", options_.expected);
+      if (status == kPass) status = kOtherVerdict;
+    }
+    const bool failed = status != kPass || verdict.find("FAIL") != std::string::npos;
+    show_.last_line(failed ? look::kBad : look::kGood, "result", told);
+    return status;
+  }
+
+ private:
+  static int32_t request(void *context, uint32_t command, const sensor_test_request *request,
+                         uint32_t request_size, sensor_test_reply *reply, uint32_t *reply_size) {
+    auto *self = static_cast<sensor_test_run *>(context);
+    if (stop_signal() != 0) {
+      self->show_.event(simulator::exchange{*request, {.failure = kStopRequested}});
+      return kStopRequested;
+    }
+    const int32_t status = simulator::secure_side::request(&self->secure_side_, command, request,
+                                                           request_size, reply, reply_size);
+    if (status == 0) self->files_.expect(*reply);
+    return status;
+  }
+
+  void show_results() {
+    show_.status("status", status_);
+    show_.note("result log", with_size(files_.log()));
+    for (const std::string &line : files_.log_lines()) show_.note("", "| " + line);
+    show_.note("data file", with_size(files_.data()));
+    show_.note("total", fmt::format("{} exchanges, {} commands", show_.count<simulator::exchange>(),
+                                    show_.count<simulator::command>()));
+    show_.close_recording();
+  }
+
+  // What was not as the scenario says.
+  std::vector<std::string> problems() const {
+    std::vector<std::string> found = secure_side_.problems();
+    if (options_.simulated) {
+      for (const std::string &wrong : simulation_problems()) found.push_back(wrong);
+      if (status_ != scenario_.status) {
+        found.push_back(fmt::format("the run ended with {}, the scenario with {}", named(status_),
+                                    named(scenario_.status)));
+      }
+    }
+    if (status_ == FP_OK && !secure_side_.finished()) {
+      found.push_back(fmt::format("the run made {} requests, the scenario has {} steps",
+                                  secure_side_.requests().size(), scenario_.steps.size()));
+    }
+    return found;
+  }
+
+  const options &options_;
+  const simulator::scenario &scenario_;
+  simulator::secure_side secure_side_;
+  result_files files_;
+  trace show_;
+  int32_t status_ = FP_OK;
+  int node_error_ = 0;
 };
 
 // No other run uses the folder until this program ends.
@@ -58,14 +183,52 @@ simulator::frame_shape last_frame(const simulator::scenario &scenario) {
   return scenario.steps.empty() ? simulator::frame_shape{} : scenario.steps.back().frame;
 }
 
+void check(const options &o, const simulator::scenario &scenario) {
+  const auto refuse = [](const std::string &why) { throw command_error(kBadUsage, why); };
+  if (o.inspect && last_frame(scenario).width == 0) {
+    refuse(fmt::format("scenario {} ends without a frame to inspect", scenario.name));
+  }
+  if (o.inspect && o.shown.json) refuse("--inspect prints a table, which is no JSON");
+  if (!scenario.is_meant_for(o.script)) {
+    refuse(fmt::format("scenario {} is not meant for script {}", scenario.name, o.script));
+  }
+  if (!o.expected.empty() && !result_files(o.folder, o.script).has_log()) {
+    refuse("SNR1 saves no result log that could hold the text of --expect or --verdict");
+  }
+}
+
+// Every run, with a line that sums them up when there are several. The status is the first that is
+// not a pass.
+exit_status run_all(const options &o, const simulator::scenario &scenario,
+                    const recording &against) {
+  exit_status worst = kPass;
+  std::vector<double> milliseconds;
+  uint32_t passed = 0;
+  while (milliseconds.size() < o.repeat && stop_signal() == 0) {
+    sensor_test_run run(o, scenario);
+    milliseconds.push_back(run.play());
+    const exit_status status = run.judge(against);
+    if (worst == kPass) worst = status;
+    passed += status == kPass ? 1 : 0;
+  }
+  if (o.repeat == 1) return worst;
+  const size_t runs = milliseconds.size();
+  const auto [fastest, slowest] = std::minmax_element(milliseconds.begin(), milliseconds.end());
+  trace(o.shown).last_line(
+      passed == runs ? look::kGood : look::kBad, "runs",
+      fmt::format("{}, {} passed, {} failed, fastest {:.1f} ms, slowest {:.1f} ms", runs, passed,
+                  runs - passed, *fastest, *slowest));
+  return worst;
+}
+
 // Goes on to the contact sheet of the data file.
-exit_status inspect_data([[maybe_unused]] const sensor_test_job &job_done,
+exit_status inspect_data([[maybe_unused]] const std::string &folder,
                          [[maybe_unused]] simulator::frame_shape shape) {
 #ifdef ORVA_FP_IMAGE_COMMAND
   fflush(stdout);
   inspect_job job;
-  job.files = {job_done.folder + "/" ORVA_FP_DATA_FILE};
-  job.out = job_done.folder;
+  job.files = {folder + "/" ORVA_FP_DATA_FILE};
+  job.out = folder;
   job.settings.layout = {.width = static_cast<int32_t>(shape.width),
                          .height = static_cast<int32_t>(shape.height),
                          .bits = 8};
@@ -77,71 +240,22 @@ exit_status inspect_data([[maybe_unused]] const sensor_test_job &job_done,
 #endif
 }
 
-void check(const options &o, const simulator::scenario &scenario) {
-  const auto refuse = [](const std::string &why) { throw command_error(kBadUsage, why); };
-  const int32_t script = o.job.script;
-  if (o.inspect && last_frame(scenario).width == 0) {
-    refuse(fmt::format("scenario {} ends without a frame to inspect", scenario.name));
-  }
-  if (o.inspect && o.job.shown.json) refuse("--inspect prints a table, which is no JSON");
-  if (!scenario.is_meant_for(script)) {
-    refuse(fmt::format("scenario {} is not meant for script {}", scenario.name, script));
-  }
-  if (!o.job.expected.empty() && !result_files(o.job.folder, script).has_log()) {
-    refuse("SNR1 saves no result log that could hold the text of --expect or --verdict");
-  }
-}
-
-std::string prepare_folder(const options &o) {
-  prepare_output_folder(o.job.folder);
-  if (o.serial.empty()) return o.job.folder;
-  const std::string folder = o.job.folder + "/" + o.serial;
-  prepare_output_folder(folder);
-  return folder;
-}
-
-// Every run, with a line that sums them up when there are several. The status is the first that is
-// not a pass.
-exit_status run_all(const options &o, const sensor_test_job &job,
-                    const simulator::scenario &scenario,
-                    const std::vector<simulator::recorded> &against) {
-  exit_status worst = kPass;
-  uint32_t runs = 0, passed = 0;
-  double fastest = 0, slowest = 0;
-  while (runs < o.repeat && stop_signal() == 0) {
-    double milliseconds = 0;
-    const exit_status status = run_sensor_test(job, scenario, against, milliseconds);
-    if (worst == kPass) worst = status;
-    passed += status == kPass ? 1 : 0;
-    fastest = runs++ == 0 ? milliseconds : std::min(fastest, milliseconds);
-    slowest = std::max(slowest, milliseconds);
-  }
-  if (o.repeat > 1) {
-    trace(job.shown).last_line(
-        passed == runs ? look::kGood : look::kBad, "runs",
-        fmt::format("{}, {} passed, {} failed, fastest {:.1f} ms, slowest {:.1f} ms", runs, passed,
-                    runs - passed, fastest, slowest));
-  }
-  return worst;
-}
-
-exit_status run(const options &o) {
+exit_status run(options o) {
   const simulator::scenario scenario = simulator::load_scenario(o.scenario);
-  const std::vector<simulator::recorded> against =
-      o.against.empty() ? std::vector<simulator::recorded>() : simulator::read_recording(o.against);
+  const recording against = o.against.empty() ? recording() : simulator::read_recording(o.against);
   check(o, scenario);
-  if (o.job.simulated) simulate(scenario.sensor);
+  if (o.simulated) simulate(scenario.sensor);
 
-  sensor_test_job job = o.job;
-  job.folder = prepare_folder(o);
-  if (job.folder.size() > SENSOR_TEST_FOLDER_LENGTH) {
-    refuse_output_folder(job.folder, fmt::format("the path is longer than {} characters",
-                                                 int{SENSOR_TEST_FOLDER_LENGTH}));
+  prepare_output_folder(o.folder);
+  if (!o.serial.empty()) prepare_output_folder(o.folder += "/" + o.serial);
+  if (o.folder.size() > SENSOR_TEST_FOLDER_LENGTH) {
+    refuse_output_folder(o.folder, fmt::format("the path is longer than {} characters",
+                                               int{SENSOR_TEST_FOLDER_LENGTH}));
   }
-  lock_folder(job.folder);
+  lock_folder(o.folder);
   catch_stop_signals();
-  const exit_status status = run_all(o, job, scenario, against);
-  return status == kPass && o.inspect ? inspect_data(job, last_frame(scenario)) : status;
+  const exit_status status = run_all(o, scenario, against);
+  return status == kPass && o.inspect ? inspect_data(o.folder, last_frame(scenario)) : status;
 }
 
 std::string check_serial(const std::string &name) {
@@ -159,7 +273,7 @@ void add_sensor_test_command(CLI::App &app, exit_status &result) {
       "sensor-test", "Runs a sensor-test script against the secure side of a scenario");
   command->footer(std::string(kHelp) + "\n\n" + kExitStatuses);
   command
-      ->add_option("--script", o->job.script,
+      ->add_option("--script", o->script,
                    "1000, 1003 normal scan; 1001, 1004 SNR1; 1002, 1005 SNR2")
       ->required()
       ->check(CLI::Range(ORVA_SCRIPT_NORMAL_SCAN, ORVA_SCRIPT_SNR2_VARIANT));
@@ -167,38 +281,36 @@ void add_sensor_test_command(CLI::App &app, exit_status &result) {
       ->add_option("--scenario", o->scenario,
                    "Scenario (docs/scenarios.md) or, named *.jsonl, recording (docs/recordings.md)")
       ->required();
-  command->add_option("--out", o->job.folder, "Folder of the result files; created if missing")
+  command->add_option("--out", o->folder, "Folder of the result files; created if missing")
       ->required();
   command->add_option("--serial", o->serial, "Put the files into a folder of this name under --out")
       ->check(CLI::Validator(check_serial, "NAME"));
-  command->add_flag("--simulate", o->job.simulated,
+  command->add_flag("--simulate", o->simulated,
                     "Simulate the scenario's sensor instead of driving /dev/ovfp0");
   auto *expect = command->add_option(
-      "--expect", o->job.expected,
+      "--expect", o->expected,
       "Line that the result log must hold, blanks not counted; else the exit status is 7");
-  command->add_flag("--verdict", o->verdict, "As --expect \"" + std::string(kUsualVerdict) + "\"")
+  command
+      ->add_flag_callback(
+          "--verdict", [o] { o->expected = kUsualVerdict; },
+          "As --expect \"" + std::string(kUsualVerdict) + "\"")
       ->excludes(expect);
   auto *repeat = command->add_option("--repeat", o->repeat, "Run so many times")
                      ->check(CLI::Range(uint32_t{1}, uint32_t{1000000}));
   command
-      ->add_option("--record", o->job.recording,
-                   "Record every event into this file, best named *.jsonl")
+      ->add_option("--record", o->record, "Record every event into this file, best named *.jsonl")
       ->excludes(repeat);
   command->add_option("--against", o->against,
                       "Compare the run with this recording; exit status 9 when an event differs");
-  command->add_option("--trace", o->trace, "text, or json for the lines of a recording")
-      ->check(CLI::IsMember({"text", "json"}));
-  command->add_flag("--verbose", o->job.shown.verbose,
+  command->add_option("--trace", o->shown.json, "text, or json for the lines of a recording")
+      ->transform(CLI::Transformer(std::map<std::string, bool>{{"text", false}, {"json", true}}));
+  command->add_flag("--verbose", o->shown.verbose,
                     "Show the bytes of every request and command record");
-  command->add_flag("-q,--quiet", o->job.shown.quiet, "Show the last line alone");
+  command->add_flag("-q,--quiet", o->shown.quiet, "Show the last line alone");
   command->add_flag(
       "--inspect", o->inspect,
       "Then measure the frame in the data file and draw its contact sheet into the folder");
-  command->callback([o, &result] {
-    if (o->verdict) o->job.expected = kUsualVerdict;
-    o->job.shown.json = o->trace == "json";
-    result = run(*o);
-  });
+  command->callback([o, &result] { result = run(*o); });
 }
 
 }  // namespace tools

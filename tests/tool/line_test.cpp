@@ -333,7 +333,7 @@ TEST(Tool, Device) {
       {"command --code 9 --tx 0102 --verbose", 0, "sent 01 02\n"},
       {"command --code 9 --tx 010", 2, "", "--tx must be pairs of hexadecimal digits"},
       {"command --code 9 --tx 01 --rx 2", 2, "", "--tx and --rx share one length, 1 is not 2"},
-      {"command --code 9 --tx 01 --len 2", 2, "", "--len is the argument of a command without"},
+      {"command --code 9 --tx 01 --len 2", 2, "", "--tx excludes --len"},
       {"command --code 256", 2, "", "--code"},
       {"reset later", 2, "", "later"},
 
