@@ -52,18 +52,13 @@ std::string describe(const simulator::exchange_step &answer) {
   return text;
 }
 
+std::string reason(int32_t error) { return error != 0 ? std::string(": ") + strerror(error) : ""; }
+
 std::string describe(const simulator::wait &w) {
-  switch (w.outcome) {
-    case simulator::wait_outcome::kInterrupt:
-      return "interrupt";
-    case simulator::wait_outcome::kTimeout:
-      return "time-out";
-    case simulator::wait_outcome::kErrorEvent:
-      return fmt::format("error event {:#x}, no interrupt", w.events);
-    case simulator::wait_outcome::kFailed:
-      break;
-  }
-  return fmt::format("fails: {}", strerror(w.error));
+  constexpr const char *kOutcomes[] = {"interrupt", "time-out", "error event", "fails"};
+  const bool event = w.outcome == simulator::wait_outcome::kErrorEvent;
+  return kOutcomes[static_cast<size_t>(w.outcome)] + reason(w.error) +
+         (event ? fmt::format(" {:#x}, no interrupt", w.events) : "");
 }
 
 }  // namespace
@@ -144,8 +139,8 @@ void trace::show(const simulator::exchange &e) {
 
 void trace::show(const simulator::command &c) {
   armed_ = simulator::armed_after(c, armed_);
-  const std::string reason = c.error != 0 ? std::string(": ") + strerror(c.error) : "";
-  event(c.error != 0 ? look::kBad : look::kPlain, "command", simulator::describe(c) + reason);
+  event(c.error != 0 ? look::kBad : look::kPlain, "command",
+        simulator::describe(c) + reason(c.error));
   if (!options_.verbose) return;
   note("record", hex(c.record));
   if (!c.sent.empty()) note("sent", hex(c.sent));
