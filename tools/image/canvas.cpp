@@ -1,7 +1,7 @@
 #include "tools/image/canvas.h"
 
 #include <algorithm>
-#include <cstring>
+#include <new>
 
 namespace tools {
 
@@ -21,9 +21,7 @@ canvas::canvas(int32_t width, int32_t height, colour background)
   pango_layout_set_single_paragraph_mode(layout_.get(), true);
 }
 
-void canvas::set(colour c) {
-  cairo_set_source_rgba(context_.get(), c.red, c.green, c.blue, c.alpha);
-}
+void canvas::set(colour c) { cairo_set_source_rgb(context_.get(), c.red, c.green, c.blue); }
 
 void canvas::fill(box b, colour c) {
   set(c);
@@ -137,22 +135,17 @@ void canvas::text(double x, double y, const std::string &text, const text_style 
 }
 
 void canvas::image(box b, const std::vector<uint32_t> &rgb, int32_t width, int32_t height) {
-  // Of sizes that cairo does not take, every so many pixels.
-  constexpr int32_t kMost = 32767;
-  const int32_t step_x = (width + kMost - 1) / kMost, step_y = (height + kMost - 1) / kMost;
-  const int32_t columns = (width + step_x - 1) / step_x, rows = (height + step_y - 1) / step_y;
-  const surface source(cairo_image_surface_create(CAIRO_FORMAT_RGB24, columns, rows));
-  cairo_surface_flush(source.get());
-  uint8_t *data = cairo_image_surface_get_data(source.get());
-  const auto stride = static_cast<size_t>(cairo_image_surface_get_stride(source.get()));
-  for (int32_t y = 0; y < rows; ++y) {
-    uint8_t *to = data + static_cast<size_t>(y) * stride;
-    const uint32_t *from = &rgb[static_cast<size_t>(y * step_y) * static_cast<size_t>(width)];
-    for (int32_t x = 0; x < columns; ++x, to += sizeof *from) {
-      memcpy(to, from + x * step_x, sizeof *from);
-    }
+  // cairo takes no longer sides: of such, every so many pixels.
+  constexpr int32_t kLongest = 32767;
+  const int32_t step_x = (width - 1) / kLongest + 1, step_y = (height - 1) / kLongest + 1;
+  std::vector<uint32_t> kept;
+  for (int32_t y = 0; y < height; y += step_y) {
+    const uint32_t *row = &rgb[static_cast<size_t>(y) * static_cast<size_t>(width)];
+    for (int32_t x = 0; x < width; x += step_x) kept.push_back(row[x]);
   }
-  cairo_surface_mark_dirty(source.get());
+  const int32_t columns = (width - 1) / step_x + 1, rows = (height - 1) / step_y + 1;
+  const surface source(cairo_image_surface_create_for_data(
+      reinterpret_cast<uint8_t *>(kept.data()), CAIRO_FORMAT_RGB24, columns, rows, columns * 4));
 
   cairo_save(context_.get());
   cairo_translate(context_.get(), b.x, b.y);
@@ -165,21 +158,15 @@ void canvas::image(box b, const std::vector<uint32_t> &rgb, int32_t width, int32
   cairo_restore(context_.get());
 }
 
-std::vector<uint8_t> canvas::rgb() {
-  cairo_surface_flush(surface_.get());
-  const uint8_t *data = cairo_image_surface_get_data(surface_.get());
-  const auto stride = static_cast<size_t>(cairo_image_surface_get_stride(surface_.get()));
-  const auto columns = static_cast<size_t>(width()), rows = static_cast<size_t>(height());
+std::vector<uint8_t> canvas::png() const {
   std::vector<uint8_t> bytes;
-  bytes.reserve(columns * rows * 3);
-  for (size_t y = 0; y < rows; ++y) {
-    for (size_t x = 0; x < columns; ++x) {
-      uint32_t pixel;
-      memcpy(&pixel, data + y * stride + x * sizeof pixel, sizeof pixel);
-      for (const uint32_t shift : {16u, 8u, 0u}) {
-        bytes.push_back(static_cast<uint8_t>(pixel >> shift));
-      }
-    }
+  const auto append = [](void *to, const uint8_t *data, unsigned int size) {
+    auto *all = static_cast<std::vector<uint8_t> *>(to);
+    all->insert(all->end(), data, data + size);
+    return CAIRO_STATUS_SUCCESS;
+  };
+  if (cairo_surface_write_to_png_stream(surface_.get(), append, &bytes) != CAIRO_STATUS_SUCCESS) {
+    throw std::bad_alloc();
   }
   return bytes;
 }

@@ -16,7 +16,6 @@ struct colour {
   double red;
   double green;
   double blue;
-  double alpha = 1;
 };
 
 constexpr colour grey(double level) { return {level, level, level}; }
@@ -65,29 +64,21 @@ class canvas {
   // RGB pixels (0xRRGGBB) scaled to the box: enlarged without smoothing, made smaller with it.
   void image(box b, const std::vector<uint32_t> &rgb, int32_t width, int32_t height);
 
-  // Three bytes per pixel.
   int32_t width() const { return cairo_image_surface_get_width(surface_.get()); }
-  int32_t height() const { return cairo_image_surface_get_height(surface_.get()); }
-  std::vector<uint8_t> rgb();
+  std::vector<uint8_t> png() const;
 
  private:
-  struct surface_end {
-    void operator()(cairo_surface_t *surface) const { cairo_surface_destroy(surface); }
-  };
-  struct context_end {
-    void operator()(cairo_t *context) const { cairo_destroy(context); }
-  };
-  struct layout_end {
-    void operator()(PangoLayout *layout) const { g_object_unref(layout); }
-  };
-  using surface = std::unique_ptr<cairo_surface_t, surface_end>;
+  // An object of a C library with the function that ends it.
+  template <typename T, auto End>
+  using owned = std::unique_ptr<T, std::integral_constant<decltype(End), End>>;
+  using surface = owned<cairo_surface_t, cairo_surface_destroy>;
 
   void set(colour c);
   void set_text(const std::string &text, const text_style &style);
 
   surface surface_;
-  std::unique_ptr<cairo_t, context_end> context_;
-  std::unique_ptr<PangoLayout, layout_end> layout_;
+  owned<cairo_t, cairo_destroy> context_;
+  owned<PangoLayout, g_object_unref> layout_;
 };
 
 }  // namespace tools

@@ -297,14 +297,14 @@ bytes raw_bytes(const frame &f) {
   return out;
 }
 
-bytes png_bytes(int32_t width, int32_t height, int channels, const bytes &pixels) {
+bytes png_bytes(const frame &f) {
   bytes out;
   const auto collect = [](void *context, void *data, int size) {
     const auto *begin = static_cast<const uint8_t *>(data);
     auto *to = static_cast<bytes *>(context);
     to->insert(to->end(), begin, begin + size);
   };
-  stbi_write_png_to_func(collect, &out, width, height, channels, pixels.data(), width * channels);
+  stbi_write_png_to_func(collect, &out, f.width, f.height, 1, f.pixels.data(), f.width);
   return out;
 }
 
@@ -350,14 +350,13 @@ std::string output_format(const fs::path &file, const std::string &given, bool r
 }
 
 void save_frame(const fs::path &file, const std::string &format, const frame &f) {
-  write_output_file(file, format == "png"   ? png_bytes(f.width, f.height, 1, f.pixels)
+  write_output_file(file, format == "png"   ? png_bytes(f)
                           : format == "bmp" ? bmp_bytes(f)
                           : format == "pgm" ? pgm_bytes(f)
                                             : raw_bytes(f));
 }
 
-void save_sheet(const fs::path &file, int32_t width, int32_t height, const bytes &rgb) {
-  bytes png = png_bytes(width, height, 3, rgb);
+void save_sheet(const fs::path &file, bytes png) {
   png.insert(png.begin() + kPngHeader, kSheetMark.begin(), kSheetMark.end());
   write_output_file(file, png);
 }

@@ -65,9 +65,8 @@ std::string output_format(const std::filesystem::path &file, const std::string &
 // Throws command_error when the file cannot be written; then there is the old file, or none.
 void save_frame(const std::filesystem::path &file, const std::string &format, const frame &f);
 
-// As PNG with a mark by which load_frame knows it. Three bytes per pixel; throws as save_frame.
-void save_sheet(const std::filesystem::path &file, int32_t width, int32_t height,
-                const std::vector<uint8_t> &rgb);
+// With a mark by which load_frame knows it; throws as save_frame.
+void save_sheet(const std::filesystem::path &file, std::vector<uint8_t> png);
 
 }  // namespace tools
 

@@ -77,9 +77,7 @@ sheet::sheet(int32_t frame_width, int32_t frame_height, const plan &p)
                                    placed(p.rows, panel_height(), kGap) - kGap + kMargin),
               palette::kPaper) {}
 
-void sheet::write(const std::filesystem::path &file) {
-  save_sheet(file, canvas_.width(), canvas_.height(), canvas_.rgb());
-}
+void sheet::write(const std::filesystem::path &file) { save_sheet(file, canvas_.png()); }
 
 void sheet::header(const std::string &title, const std::string &line,
                    const std::vector<badge> &badges) {
