@@ -15,6 +15,9 @@ namespace {
 std::function<void(const command &)> command_observer;
 std::function<void(const wait &)> wait_observer;
 
+constexpr sig_atomic_t kNeverSet = 0;
+const volatile sig_atomic_t *waits_end = &kNeverSet;
+
 uint8_t *memory_at(uint64_t address) {
   return reinterpret_cast<uint8_t *>(static_cast<uintptr_t>(address));
 }
@@ -28,6 +31,8 @@ void observe(std::function<void(const command &)> observer) {
 void observe_waits(std::function<void(const wait &)> observer) {
   wait_observer = std::move(observer);
 }
+
+void end_waits_at(const volatile sig_atomic_t *flag) { waits_end = flag; }
 
 void report(const command &c) {
   const int error = errno;
@@ -80,8 +85,17 @@ int forward_ioctl(int handle, ioctl_request request, void *argument) {
 
 int forward_poll(pollfd *entries, nfds_t count, int limit_ms) {
   timespec limit{.tv_sec = limit_ms / 1000, .tv_nsec = limit_ms % 1000 * 1000000L};
-  const int result = static_cast<int>(
-      syscall(SYS_ppoll, entries, count, limit_ms < 0 ? nullptr : &limit, nullptr, 0));
+  // A signal after the look at the flag is held back until the wait has begun, which it then ends.
+  sigset_t all, before;
+  sigfillset(&all);
+  sigprocmask(SIG_SETMASK, &all, &before);
+  int result = -1;
+  if (*waits_end != 0) {
+    errno = EINTR;
+  } else {
+    result = ppoll(entries, count, limit_ms < 0 ? nullptr : &limit, &before);
+  }
+  sigprocmask(SIG_SETMASK, &before, nullptr);
   if (count == 1) report_poll(*entries, limit_ms, result);
   return result;
 }

@@ -4,6 +4,7 @@
 #ifndef ORVA_SIMULATOR_OBSERVATION_H
 #define ORVA_SIMULATOR_OBSERVATION_H
 
+#include <csignal>
 #include <functional>
 #include <poll.h>
 
@@ -31,6 +32,10 @@ struct wait {
 // The one observer of each; null for none.
 void observe(std::function<void(const command &)> observer);
 void observe_waits(std::function<void(const wait &)> observer);
+
+// From the moment at which a signal's handler sets the flag, waits fail with EINTR: the one that is
+// going on, and later ones as they begin.
+void end_waits_at(const volatile sig_atomic_t *flag);
 
 void report(const command &c);
 void report_poll(const pollfd &entry, int limit_ms, int result);

@@ -10,6 +10,8 @@
 #include <orva_fp/device.h>
 #include <orva_fp/sensor_test.h>
 
+#include "simulator/observation.h"
+
 namespace tools {
 
 namespace {
@@ -18,13 +20,14 @@ volatile sig_atomic_t caught = 0;
 
 void stop(int signal) {
   caught = signal;
-  // Ends waits without a limit; the signal itself ends the others.
+  // For waits without a limit, which go on after a slice that fails.
   __atomic_store_n(&g_sensor_test_abort, 1, __ATOMIC_RELAXED);
 }
 
 }  // namespace
 
 void catch_stop_signals() {
+  simulator::end_waits_at(&caught);
   struct sigaction action {};
   action.sa_handler = stop;
   action.sa_flags = static_cast<int>(SA_RESETHAND);
