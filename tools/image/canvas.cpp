@@ -1,15 +1,17 @@
 #include "tools/image/canvas.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <new>
 
 namespace tools {
 
-canvas::canvas(int32_t width, int32_t height, colour background)
-    : surface_(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height)),
+canvas::canvas(double width, double height)
+    : surface_(cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(width),
+                                          static_cast<int>(height))),
       context_(cairo_create(surface_.get())),
       layout_(pango_cairo_create_layout(context_.get())) {
-  set(background);
+  set(kPaper);
   cairo_paint(context_.get());
   // Widths in whole pixels would not scale.
   PangoContext *text = pango_layout_get_context(layout_.get());
@@ -29,16 +31,22 @@ void canvas::fill(box b, colour c) {
   cairo_fill(context_.get());
 }
 
+void canvas::fill(const std::vector<point> &corners, colour c) {
+  set(c);
+  for (const point &p : corners) cairo_line_to(context_.get(), p.x, p.y);
+  cairo_fill(context_.get());
+}
+
 void canvas::frame(box b, double thickness, colour c) {
   set(c);
+  const box middle = b.grown(-thickness / 2);
   cairo_set_line_width(context_.get(), thickness);
-  cairo_rectangle(context_.get(), b.x + thickness / 2, b.y + thickness / 2, b.width - thickness,
-                  b.height - thickness);
+  cairo_rectangle(context_.get(), middle.x, middle.y, middle.width, middle.height);
   cairo_stroke(context_.get());
 }
 
 void canvas::line(point from, point to, double thickness, colour c,
-                  std::span<const double> dashes) {
+                  const std::vector<double> &dashes) {
   set(c);
   cairo_set_line_width(context_.get(), thickness);
   cairo_set_line_cap(context_.get(), dashes.empty() ? CAIRO_LINE_CAP_ROUND : CAIRO_LINE_CAP_BUTT);
@@ -49,89 +57,36 @@ void canvas::line(point from, point to, double thickness, colour c,
   cairo_set_dash(context_.get(), nullptr, 0, 0);
 }
 
-void canvas::draw(shape s, box b, colour c) {
-  const auto at = [&](double x, double y) { return point{b.x + x * b.width, b.y + y * b.height}; };
-  const auto triangle = [&](point p, point q, point r) {
-    set(c);
-    cairo_move_to(context_.get(), p.x, p.y);
-    cairo_line_to(context_.get(), q.x, q.y);
-    cairo_line_to(context_.get(), r.x, r.y);
-    cairo_fill(context_.get());
-  };
-  const double thickness = std::max(b.width * 0.18, 1.5);
-  switch (s) {
-    case shape::kSquare:
-      fill(b, c);
-      break;
-    case shape::kUp:
-      triangle(at(0, 1), at(0.5, 0), at(1, 1));
-      break;
-    case shape::kDown:
-      triangle(at(0, 0), at(0.5, 1), at(1, 0));
-      break;
-    case shape::kRing:
-      frame(b, std::min(thickness, 2.0), c);
-      break;
-    case shape::kAcross:
-      fill({b.x, b.y + b.height / 4, b.width, b.height / 2}, c);
-      break;
-    case shape::kUpright:
-      fill({b.x + b.width / 4, b.y, b.width / 2, b.height}, c);
-      break;
-    case shape::kTick:
-      line(at(0.1, 0.55), at(0.4, 0.85), thickness, c);
-      line(at(0.4, 0.85), at(0.9, 0.2), thickness, c);
-      break;
-    case shape::kCross:
-      line(at(0.15, 0.15), at(0.85, 0.85), thickness, c);
-      line(at(0.15, 0.85), at(0.85, 0.15), thickness, c);
-      break;
-    case shape::kDash:
-      line(at(0.15, 0.5), at(0.85, 0.5), thickness, c);
-      break;
-  }
-}
-
-void canvas::set_text(const std::string &text, const text_style &style) {
-  PangoFontDescription *font = pango_font_description_from_string("DejaVu Sans");
-  pango_font_description_set_weight(font, style.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
-  pango_font_description_set_absolute_size(font, style.size * PANGO_SCALE);
+double canvas::text_width(const std::string &text, const text_style &style) {
+  const std::string name = fmt::format("DejaVu Sans {}{}px", style.bold ? "Bold " : "", style.size);
+  PangoFontDescription *font = pango_font_description_from_string(name.c_str());
   pango_layout_set_font_description(layout_.get(), font);
   pango_font_description_free(font);
-  pango_layout_set_text(layout_.get(), text.data(), static_cast<int>(text.size()));
-}
-
-double canvas::text_width(const std::string &text, const text_style &style) {
-  set_text(text, style);
+  pango_layout_set_attributes(layout_.get(), nullptr);
+  const auto set_text = style.markup ? pango_layout_set_markup : pango_layout_set_text;
+  set_text(layout_.get(), text.data(), static_cast<int>(text.size()));
   PangoRectangle extents;
   pango_layout_get_extents(layout_.get(), nullptr, &extents);
   return static_cast<double>(extents.width) / PANGO_SCALE;
 }
 
 void canvas::text(double x, double y, const std::string &text, const text_style &style) {
-  const double natural = text_width(text, style);
-  const double squeeze = style.widest > 0 ? std::min(1.0, style.widest / natural) : 1;
-  const double width = natural * squeeze;
+  const double width = text_width(text, style);  // lays it out as well
+  const double squeeze = std::min(1.0, style.widest / width);
   const double base = static_cast<double>(pango_layout_get_baseline(layout_.get())) / PANGO_SCALE;
-  const double left = style.where == align::kLeft     ? x
-                      : style.where == align::kCentre ? x - width / 2
-                                                      : x - width;
   cairo_save(context_.get());
-  cairo_translate(context_.get(), left, y - base);
+  cairo_translate(context_.get(), x - width * squeeze * style.where, y - base);
   cairo_scale(context_.get(), squeeze, 1);
-  cairo_move_to(context_.get(), 0, 0);
   if (style.halo) {
-    set(grey(1));
+    set(kPaper);
     cairo_set_line_width(context_.get(), 3.5);
     cairo_set_line_join(context_.get(), CAIRO_LINE_JOIN_ROUND);
     pango_cairo_layout_path(context_.get(), layout_.get());
     cairo_stroke(context_.get());
-    cairo_move_to(context_.get(), 0, 0);
   }
   set(style.ink);
   pango_cairo_show_layout(context_.get(), layout_.get());
   cairo_restore(context_.get());
-  cairo_new_path(context_.get());
 }
 
 void canvas::image(box b, const std::vector<uint32_t> &rgb, int32_t width, int32_t height) {

@@ -3,10 +3,10 @@
 #define ORVA_TOOLS_IMAGE_CANVAS_H
 
 #include <cairo.h>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <pango/pangocairo.h>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -20,6 +20,19 @@ struct colour {
 
 constexpr colour grey(double level) { return {level, level, level}; }
 
+// They hold apart for colour-blind eyes too, and by their brightness.
+inline constexpr colour kPaper = grey(1);
+inline constexpr colour kInk = grey(0.12);
+inline constexpr colour kFaint = grey(0.40);
+inline constexpr colour kIdle = grey(0.50);
+inline constexpr colour kMat = {0.92, 0.93, 0.95};
+inline constexpr colour kVermilion = {0.84, 0.30, 0.00};
+inline constexpr colour kBlue = {0.00, 0.36, 0.72};
+inline constexpr colour kYellow = {1.00, 0.84, 0.10};
+inline constexpr colour kPurple = {0.52, 0.05, 0.50};
+inline constexpr colour kGood = {0.00, 0.45, 0.38};
+inline constexpr colour kBad = {0.76, 0.20, 0.00};
+
 struct point {
   double x;
   double y;
@@ -30,38 +43,42 @@ struct box {
   double y;
   double width;
   double height;
+
+  box grown(double by) const { return {x - by, y - by, width + 2 * by, height + 2 * by}; }
 };
 
-// Shapes that tell kinds apart without their colours.
-enum class shape : uint8_t { kSquare, kUp, kDown, kRing, kAcross, kUpright, kTick, kCross, kDash };
-
-enum class align : uint8_t { kLeft, kCentre, kRight };
+// The part of a text's width that lies left of its place.
+namespace align {
+inline constexpr double kLeft = 0, kCentre = 0.5, kRight = 1;
+}
 
 struct text_style {
   double size = 11.5;
-  colour ink = grey(0.12);
-  align where = align::kLeft;
+  colour ink = kInk;
+  double where = align::kLeft;
   bool bold = false;
-  double widest = 0;  // a longer text is set narrower; 0 for no limit
-  bool halo = false;  // a white rim, for text on a picture
+  double widest = INFINITY;  // a longer text is set narrower
+  bool halo = false;         // a white rim, for text on a picture
+  bool markup = false;       // pango's: text in several colours
 };
 
 class canvas {
  public:
-  canvas(int32_t width, int32_t height, colour background);
+  canvas(double width, double height);
 
   void fill(box b, colour c);
+  void fill(const std::vector<point> &corners, colour c);
   // Just inside the box.
   void frame(box b, double thickness, colour c);
   // With round ends, unless it has dashes: lengths of ink and gap by turns.
-  void line(point from, point to, double thickness, colour c, std::span<const double> dashes = {});
-  void draw(shape s, box b, colour c);
+  void line(point from, point to, double thickness, colour c,
+            const std::vector<double> &dashes = {});
 
   // y is the base line's. Scripts that the font lacks come from others that fontconfig knows.
   void text(double x, double y, const std::string &text, const text_style &style);
   double text_width(const std::string &text, const text_style &style);
 
-  // RGB pixels (0xRRGGBB) scaled to the box: enlarged without smoothing, made smaller with it.
+  // Pixels (0xRRGGBB) scaled to the box: enlarged without smoothing, made smaller with it.
   void image(box b, const std::vector<uint32_t> &rgb, int32_t width, int32_t height);
 
   int32_t width() const { return cairo_image_surface_get_width(surface_.get()); }
@@ -74,7 +91,6 @@ class canvas {
   using surface = owned<cairo_surface_t, cairo_surface_destroy>;
 
   void set(colour c);
-  void set_text(const std::string &text, const text_style &style);
 
   surface surface_;
   owned<cairo_t, cairo_destroy> context_;

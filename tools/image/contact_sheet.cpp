@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
+#include <numeric>
 
 #include "tools/image/sheet.h"
 
@@ -10,15 +11,12 @@ namespace tools {
 
 namespace {
 
-using namespace palette;
 using fmt::format;
 
-constexpr sheet::plan kContactPlan = {4, 3, 340, true};
-constexpr sheet::plan kSinglePlan = {1, 1, 1024, false};
-
-badge badge_for(const verdict &v, const char *found, const char *clear) {
-  if (!v.possible) return {shape::kDash, kIdle, format("{}: not applicable", found)};
-  return v.found ? badge{shape::kCross, kBad, found} : badge{shape::kTick, kGood, clear};
+badge badge_for(const verdict &v, const char *name) {
+  if (!v.possible) return {kIdle, format("<big>\u2212</big> {}: not applicable", name)};
+  return v.found ? badge{kBad, format("<big>\u2716</big> {}", name)}
+                 : badge{kGood, format("<big>\u2714</big> no {}", name)};
 }
 
 std::vector<int32_t> counts_of(const std::vector<uint8_t> &pixels) {
@@ -31,23 +29,12 @@ std::string levels_in(const std::vector<uint8_t> &pixels) {
   return format("grey levels: {}", 256 - std::ranges::count(counts_of(pixels), 0));
 }
 
+const mark kRing = {kPurple, "\u22a1"};
+
 class contact_sheet : public sheet {
  public:
-  contact_sheet(const analysis &a, const inspect_settings &settings, const plan &p)
-      : sheet(a.shown.width, a.shown.height, p), a_(a), settings_(settings) {}
-
-  void draw(const std::string &title) {
-    header(title, frame_facts(a_),
-           {badge_for(a_.white_noise, "white noise", "no white noise"),
-            badge_for(a_.noise, "noise", "no noise"), badge_for(a_.water, "water", "no water"),
-            badge_for(a_.defect, "defect", "no defect")});
-    for (const panel &p : kPanels) draw_panel(p, p.title);
-  }
-
-  void draw_one(const std::string &name, const std::string &title) {
-    const panel &p = *std::ranges::find(kPanels, name, &panel::name);
-    draw_panel(p, format("{}: {}", title, p.title));
-  }
+  contact_sheet(const analysis &a, const inspect_settings &settings, int32_t columns, int32_t rows)
+      : sheet(a.shown.width, a.shown.height, columns, rows), a_(a), settings_(settings) {}
 
   struct panel {
     std::string_view name;
@@ -56,20 +43,29 @@ class contact_sheet : public sheet {
   };
   static const panel kPanels[12];
 
- private:
-  void draw_panel(const panel &p, const std::string &title) {
-    begin(title);
-    (this->*p.draw)();
+  // The named panel or, without a name, all.
+  void draw(const std::string &title, const std::string &name) {
+    if (name.empty()) {
+      header(title, frame_facts(a_),
+             {badge_for(a_.white_noise, "white noise"), badge_for(a_.noise, "noise"),
+              badge_for(a_.water, "water"), badge_for(a_.defect, "defect")});
+    }
+    for (const panel &p : kPanels) {
+      if (!name.empty() && name != p.name) continue;
+      begin(name.empty() ? p.title : format("{}: {}", title, p.title));
+      (this->*p.draw)();
+    }
   }
 
+ private:
   void frame_panel() {
     picture(a_.shown.pixels);
     caption(
         format("mean {}, minimum {}, standard deviation {:.1f}", a_.mean, a_.minimum, a_.std_dev),
-        format("middle {0} x {0}: {1}; quarters {2}", a_.center,
+        format("middle {0} x {0}: {1}; quarters {2} {3} / {4} {5}", a_.center,
                a_.center_mean < 0 ? "does not fit" : format("{}", a_.center_mean),
-               format("{} {} / {} {}", a_.quadrant_means[0], a_.quadrant_means[1],
-                      a_.quadrant_means[2], a_.quadrant_means[3])));
+               a_.quadrant_means[0], a_.quadrant_means[1], a_.quadrant_means[2],
+               a_.quadrant_means[3]));
   }
 
   // The box around each cluster and the band around the longest run; the marks are drawn into them.
@@ -77,7 +73,7 @@ class contact_sheet : public sheet {
     for (const pixel_cluster &c : a_.marked.clusters) {
       const box b = area(c.first.x, c.first.y, c.last.x - c.first.x + 1, c.last.y - c.first.y + 1,
                          kLeastMark);
-      canvas_.frame({b.x - 4, b.y - 4, b.width + 8, b.height + 8}, 2, kPurple);
+      canvas_.frame(b.grown(4), 2, kPurple);
     }
     const pixel_run &run = a_.marked.longest_run;
     if (run.length < 2) return;
@@ -91,110 +87,96 @@ class contact_sheet : public sheet {
 
   void marks_panel() {
     const evaluation &e = a_.marked;
-    pale_picture(a_.shown.pixels);
+    picture(a_.shown.pixels, kPale);
     outline_shapes();
-    const auto draw_kind = [&](uint8_t kind, shape s, colour c) {
-      draw_marks(s, c, [&](size_t i) { return (e.marks[i] & kind) != 0; });
+    const auto draw_kind = [&](const mark &m, uint8_t kind) {
+      draw_marks(m, [&](size_t i) { return (e.marks[i] & kind) != 0; });
     };
-    draw_kind(MARK_DEVIATION, shape::kSquare, kYellow);
-    draw_kind(MARK_LOW, shape::kDown, kBlue);
-    draw_kind(MARK_HIGH, shape::kUp, kVermilion);
+    draw_kind(kSquare, MARK_DEVIATION);
+    draw_kind(kDown, MARK_LOW);
+    draw_kind(kUp, MARK_HIGH);
     const pixel_run &run = e.longest_run;
     if (run.length > 1) {
-      const box start = pixel(static_cast<size_t>(run.start.y * a_.shown.width + run.start.x));
+      const box start = pixel(a_.shown.index(run.start.x, run.start.y), 0);
       label({start.x, start.y - 7},
             format("run {}: {},{} to {},{}", run.length, run.start.x, run.start.y, run.last().x,
                    run.last().y),
             kInk);
     }
     const auto bright = std::ranges::count(e.clusters, true, &pixel_cluster::bright);
-    legend({{shape::kUp, kVermilion, format("high {}", e.high_count)},
-            {shape::kDown, kBlue, format("low {}", e.low_count)},
-            {shape::kSquare, kYellow, format("deviating {}", e.deviation_count)},
-            {shape::kRing, kPurple,
-             format("clusters {} bright, {} dark", bright, std::ssize(e.clusters) - bright)}});
-    std::string limits = format("high > {}, low < {}, deviation > {}", settings_.high,
-                                settings_.low, settings_.deviation);
-    if (e.tiles > 1) limits += format("; in {} tiles", e.tiles);
-    caption("", limits);
+    caption(format("{} high {}   {} low {}   {} deviating {}   {} clusters {} bright, {} dark",
+                   key(kUp), e.high_count, key(kDown), e.low_count, key(kSquare), e.deviation_count,
+                   key(kRing), bright, std::ssize(e.clusters) - bright),
+            format("high > {}, low &lt; {}, deviation > {}{}", settings_.high, settings_.low,
+                   settings_.deviation,
+                   e.tiles > 1 ? format("; in {} tiles", e.tiles) : std::string()));
   }
 
   void water_panel() {
-    pale_picture(a_.shown.pixels);
-    // Narrower than a line, so that rows and columns show their direction.
-    constexpr double kSide = 0.2;
-    const auto strips = [&](const dark_lines &dark, bool rows, colour c) {
+    const mark rows = {kBlue, "\u25ac"}, columns = {kVermilion, "\u25ae"};
+    const mark too_few = {grey(0.35), "\u25a0"};
+    picture(a_.shown.pixels, kPale);
+    const auto strips = [&](const dark_lines &dark, const mark &m) {
+      // Narrower than a line, so that rows and columns show their direction.
+      constexpr double kWidth = 0.6;
       for (size_t i = 0; i < dark.lines.size(); ++i) {
         if (!dark.lines[i]) continue;
         const auto [first, length] = *dark.lines[i];
-        const double at = static_cast<double>(i) + kSide, wide = 1 - 2 * kSide;
-        canvas_.fill(rows ? area(first, at, length, wide) : area(at, first, wide, length),
-                     dark.in_water[i] ? c : grey(0.35));
+        const double at = static_cast<double>(i) + (1 - kWidth) / 2;
+        canvas_.fill(&dark == &a_.dark_rows ? area(first, at, length, kWidth)
+                                            : area(at, first, kWidth, length),
+                     dark.in_water[i] ? m.c : too_few.c);
       }
     };
-    strips(a_.dark_rows, true, kBlue);
-    strips(a_.dark_columns, false, kVermilion);
-    legend({{shape::kAcross, kBlue, format("rows {}", a_.dark_rows.qualifying)},
-            {shape::kUpright, kVermilion, format("columns {}", a_.dark_columns.qualifying)},
-            {shape::kSquare, grey(0.35), "in too short a streak"}});
-    caption("", format("longest streaks {} rows, {} columns; water from {}",
-                       a_.dark_rows.longest_streak, a_.dark_columns.longest_streak,
-                       WATER_STREAK_LIMIT + 1));
+    strips(a_.dark_rows, rows);
+    strips(a_.dark_columns, columns);
+    caption(
+        format("{} rows {}   {} columns {}   {} in too short a streak", key(rows),
+               a_.dark_rows.qualifying, key(columns), a_.dark_columns.qualifying, key(too_few)),
+        format("longest streaks {} rows, {} columns; water from {}", a_.dark_rows.longest_streak,
+               a_.dark_columns.longest_streak, WATER_STREAK_LIMIT + 1));
   }
 
   void otsu_panel() {
-    if (!a_.has_otsu_split()) return instead("All pixels have one level.", "");
-    constexpr colour kLowClass = grey(0.15), kHighClass = grey(0.82);
-    picture([&](size_t i) {
-      return packed(a_.shown.pixels[i] <= a_.otsu_threshold ? kLowClass : kHighClass);
-    });
-    legend({{shape::kSquare, kLowClass,
-             format("{} of at most {}, mean {:.1f}", a_.otsu_low_count, a_.otsu_threshold,
-                    a_.otsu_low_mean)}});
-    legend({{shape::kSquare, kHighClass,
-             format("{} above, mean {:.1f}", a_.otsu_high_count, a_.otsu_high_mean)}},
-           1);
+    if (!a_.has_otsu_split()) return instead("All pixels have one level.");
+    const mark low = {grey(0.15), "\u25a0"}, high = {grey(0.82), "\u25a0"};
+    picture(a_.shown.pixels, {{low.c, high.c}, a_.otsu_threshold, a_.otsu_threshold + 1});
+    caption(format("{} {} of at most {}, mean {:.1f}", key(low), a_.otsu_low_count,
+                   a_.otsu_threshold, a_.otsu_low_mean),
+            format("{} {} above, mean {:.1f}", key(high), a_.otsu_high_count, a_.otsu_high_mean));
   }
 
-  template <typename Colour>
-  void block_panel(const std::vector<uint8_t> &values, Colour colour_of, double light,
+  void block_panel(const std::vector<uint8_t> &values, const shading &s,
                    const std::string &figures) {
     const block_summary &b = a_.blocks;
-    scale(colour_of, "0", "255");
-    if (values.empty()) {
-      return instead("No block fits the frame.", format("Blocks have {0} x {0} pixels.", b.side));
-    }
-    pale_picture(a_.shown.pixels);
-    std::vector<uint32_t> rgb;
-    for (const uint8_t value : values) rgb.push_back(packed(colour_of(value / 255.0)));
-    canvas_.image(area(b.left, b.top, b.columns * b.side, b.rows * b.side), rgb, b.columns, b.rows);
-    const double cell = b.side * scale_;
+    scale(s);
+    if (values.empty()) return instead(format("No block of {0} x {0} pixels fits.", b.side));
+    picture(a_.shown.pixels, kPale);
+    image(area(b.left, b.top, b.columns * b.side, b.rows * b.side), values, s, b.columns, b.rows);
+    const double cell = b.side * scale_, size = std::min(cell * 0.38, 13.0);
     constexpr double kRoomForNumbers = 22;
     for (size_t i = 0; i < values.size() && cell >= kRoomForNumbers; ++i) {
       const auto columns = static_cast<size_t>(b.columns);
       const box at = area(b.left + b.side * static_cast<double>(i % columns),
                           b.top + b.side * static_cast<double>(i / columns), b.side, b.side);
-      const double size = std::min(cell * 0.38, 13.0);
+      const colour behind = s.at(values[i]);
+      const bool light = 0.3 * behind.red + 0.6 * behind.green + 0.1 * behind.blue > 0.5;
       canvas_.text(at.x + cell / 2, at.y + cell / 2 + size * 0.36, format("{}", values[i]),
-                   {.size = size,
-                    .ink = values[i] / 255.0 > light ? kInk : kPaper,
-                    .where = align::kCentre});
+                   {.size = size, .ink = light ? kInk : kPaper, .where = align::kCentre});
     }
-    const auto [low, high] = std::minmax_element(values.begin(), values.end());
+    const auto [low, high] = std::ranges::minmax(values);
     caption(format("{} x {} blocks of {} x {} pixels", b.columns, b.rows, b.side, b.side),
-            format("{} to {}, {}", *low, *high, figures));
+            format("{} to {}, {}", low, high, figures));
   }
 
   void block_means_panel() {
-    block_panel(a_.blocks.means, grey, 0.5,
-                format("standard deviation {:.1f}", a_.blocks.means_sd));
+    block_panel(a_.blocks.means, kGreys, format("standard deviation {:.1f}", a_.blocks.means_sd));
   }
 
   void block_ranges_panel() {
-    double sum = 0;
-    for (const uint8_t range : a_.blocks.ranges) sum += range;
-    block_panel(a_.blocks.ranges, heat, 0.6,
-                format("mean {:.1f}", sum / static_cast<double>(a_.blocks.ranges.size())));
+    const std::vector<uint8_t> &ranges = a_.blocks.ranges;
+    const double sum = std::accumulate(ranges.begin(), ranges.end(), 0.0);
+    block_panel(ranges, {kHeat}, format("mean {:.1f}", sum / static_cast<double>(ranges.size())));
   }
 
   void median_panel() {
@@ -212,18 +194,17 @@ class contact_sheet : public sheet {
       colour c;
     };
     picture(a_.despiked);
-    for (const auto &[rim, thickness, c] : {ring{3, 3.5, kPaper}, ring{2, 1.5, kPurple}}) {
+    for (const auto &[rim, thickness, c] : {ring{3, 3.5, kPaper}, ring{2, 1.5, kRing.c}}) {
       for (size_t i = 0; i < a_.despiked.size(); ++i) {
         if (a_.despiked[i] == a_.shown.pixels[i]) continue;
-        const box b = pixel(i, kLeastMark);
-        canvas_.frame({b.x - rim, b.y - rim, b.width + 2 * rim, b.height + 2 * rim}, thickness, c);
+        canvas_.frame(pixel(i).grown(rim), thickness, c);
       }
     }
-    legend({{shape::kRing, kPurple,
-             format("replaced {}, margin {}", a_.spikes_removed, settings_.spike_delta)}});
-    caption("", format("spikes: strong {} (noise from {}), delta {} (from {})",
-                       a_.spikes.strong_spike_count, a_.strong_spike_limit + 1,
-                       a_.spikes.delta_spike_count, NOISE_DELTA_LIMIT + 1));
+    caption(
+        format("{} replaced {}, margin {}", key(kRing), a_.spikes_removed, settings_.spike_delta),
+        format("spikes: strong {} (noise from {}), delta {} (from {})",
+               a_.spikes.strong_spike_count, a_.strong_spike_limit + 1, a_.spikes.delta_spike_count,
+               NOISE_DELTA_LIMIT + 1));
   }
 
   void equalised_panel() {
@@ -242,7 +223,7 @@ class contact_sheet : public sheet {
     const std::vector<int32_t> counts = counts_of(pixels);
     chart(counts, 0, 64, lines);
     caption("pixels per level, square root scale",
-            format("highest bar {} pixels", *std::max_element(counts.begin(), counts.end())));
+            format("highest bar {} pixels", std::ranges::max(counts)));
   }
 
   void histogram_panel() {
@@ -299,13 +280,9 @@ std::string frame_facts(const analysis &a) {
 void write_contact_sheet(const std::filesystem::path &file, const std::string &title,
                          const analysis &a, const inspect_settings &settings,
                          const std::string &panel) {
-  contact_sheet s(a, settings, panel.empty() ? kContactPlan : kSinglePlan);
-  if (panel.empty()) {
-    s.draw(title);
-  } else {
-    s.draw_one(panel, title);
-  }
-  s.write(file);
+  contact_sheet s(a, settings, panel.empty() ? 4 : 1, panel.empty() ? 3 : 1);
+  s.draw(title, panel);
+  save_sheet(file, s.png());
 }
 
 }  // namespace tools

@@ -62,10 +62,10 @@ difference compare(const frame &a, const frame &b) {
 class diff_sheet : public sheet {
  public:
   diff_sheet(const analysis &a, const analysis &b, const difference &d)
-      : sheet(a.shown.width, a.shown.height, {3, 2, 340, true}), a_(a), b_(b), d_(d) {}
+      : sheet(a.shown.width, a.shown.height, 3, 2), a_(a), b_(b), d_(d) {}
 
   void draw(const std::string &name_a, const std::string &name_b) {
-    header(format("A: {}   B: {}", name_a, name_b), frame_facts(a_), {});
+    header(format("A: {}   B: {}", name_a, name_b), frame_facts(a_));
     frame_panel("A", a_);
     frame_panel("B", b_);
     signed_panel();
@@ -86,25 +86,21 @@ class diff_sheet : public sheet {
 
   void signed_panel() {
     begin("B - A");
-    const double most = std::max(d_.largest, 1);
-    const auto colour_of = [](double part) {  // 0.5 is no difference
-      const colour &end = part < 0.5 ? palette::kBlue : palette::kVermilion;
-      const double far = std::abs(part - 0.5) * 2;
-      return colour{std::lerp(0.97, end.red, far), std::lerp(0.97, end.green, far),
-                    std::lerp(0.97, end.blue, far)};
-    };
-    scale(colour_of, format("-{}", most), format("+{}", most));
-    picture([&](size_t i) { return packed(colour_of(d_.levels[i] / most / 2 + 0.5)); });
-    legend({{shape::kSquare, palette::kBlue, "B darker"},
-            {shape::kSquare, palette::kVermilion, "B brighter"}});
-    caption("", format("mean {:+.2f}", d_.mean));
+    const mark darker = {kBlue, "\u25a0"}, brighter = {kVermilion, "\u25a0"};
+    const shading shades = {{darker.c, grey(0.97), brighter.c}, -most_, most_};
+    scale(shades);
+    picture(d_.levels, shades);
+    caption(format("{} B darker   {} B brighter", key(darker), key(brighter)),
+            format("mean {:+.2f}", d_.mean));
   }
 
   void size_panel() {
     begin("Size of the difference");
-    const double most = std::max(d_.largest, 1);
-    scale(heat, "0", format("{}", most));
-    picture([&](size_t i) { return packed(heat(std::abs(d_.levels[i]) / most)); });
+    std::vector<int32_t> sizes;
+    for (const int32_t level : d_.levels) sizes.push_back(std::abs(level));
+    const shading shades = {kHeat, 0, most_};
+    scale(shades);
+    picture(sizes, shades);
     caption(format("{} of {} pixels differ", d_.changed, d_.levels.size()),
             format("root mean square {:.2f}, largest {} at {},{}", d_.root_mean_square, d_.largest,
                    d_.largest_at.x, d_.largest_at.y));
@@ -112,31 +108,31 @@ class diff_sheet : public sheet {
 
   void histogram_panel() {
     begin("Differences");
-    const int32_t most = std::max(d_.largest, 1);
-    std::vector<int32_t> counts(static_cast<size_t>(2 * most + 1));
-    for (const int32_t level : d_.levels) ++counts[static_cast<size_t>(level + most)];
-    chart(counts, -most, most, {{0, "no difference", {2, 3}}});
+    std::vector<int32_t> counts(static_cast<size_t>(2 * most_ + 1));
+    for (const int32_t level : d_.levels) ++counts[static_cast<size_t>(level + most_)];
+    chart(counts, -most_, most_, {{0, "no difference", {2, 3}}});
     caption("pixels per difference, square root scale");
   }
 
   void marks_panel() {
     begin("Defect marks");
-    pale_picture(b_.shown.pixels);
-    const auto draw_pixels = [&](shape s, colour c, const char *name, bool in_a, bool in_b) {
-      const int64_t count = draw_marks(s, c, [&](size_t i) {
+    picture(b_.shown.pixels, kPale);
+    const auto draw = [&](const mark &m, bool in_a, bool in_b) {
+      return draw_marks(m, [&](size_t i) {
         return (a_.marked.marks[i] != 0) == in_a && (b_.marked.marks[i] != 0) == in_b;
       });
-      return legend_entry{s, c, format("{} {}", name, count)};
     };
-    legend({draw_pixels(shape::kSquare, palette::kYellow, "both", true, true),
-            draw_pixels(shape::kDown, palette::kBlue, "A only", true, false),
-            draw_pixels(shape::kUp, palette::kVermilion, "B only", false, true)});
-    caption("", "marked high, low or deviating");
+    const int64_t both = draw(kSquare, true, true), only_a = draw(kDown, true, false),
+                  only_b = draw(kUp, false, true);
+    caption(format("{} both {}   {} A only {}   {} B only {}", key(kSquare), both, key(kDown),
+                   only_a, key(kUp), only_b),
+            "marked high, low or deviating");
   }
 
   const analysis &a_;
   const analysis &b_;
   const difference &d_;
+  const int32_t most_ = std::max(d_.largest, 1);
 };
 
 exit_status run(const options &o) {
@@ -166,7 +162,7 @@ exit_status run(const options &o) {
   if (!o.out.empty()) {
     diff_sheet s(frames[0], frames[1], d);
     s.draw(printable(o.files[0]), printable(o.files[1]));
-    s.write(o.out);
+    save_sheet(o.out, s.png());
   }
   FILE *text = lines_beside(o.out);
   if (o.as_json) {
