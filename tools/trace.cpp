@@ -108,22 +108,15 @@ void trace::event(const simulator::event &what) {
   events_.push_back(
       {.at_us = microseconds(CLOCK_MONOTONIC) - start_us_, .time = wall_clock(), .what = what});
   std::visit([this](const auto &e) { show(e); }, what);
-  if (recording_ || options_.json) write(simulator::line_of(events_.back()) + "\n");
-}
-
-void trace::write(const std::string &line) {
-  if (options_.json) put(stdout, line);
-  if (options_.json) flush_standard_output();
-  try {
-    if (recording_ && !failure_) recording_->write(line);
-  } catch (const command_error &error) {
-    failure_ = error;
-  }
+  if (!options_.json) return;
+  put(stdout, simulator::line_of(events_.back()) + "\n");
+  flush_standard_output();
 }
 
 void trace::close_recording() {
-  if (failure_) throw *failure_;
-  if (recording_) recording_->commit();
+  if (!recording_) return;
+  for (const simulator::recorded &r : events_) recording_->write(simulator::line_of(r) + "\n");
+  recording_->commit();
   recording_.reset();
 }
 

@@ -5,11 +5,9 @@
 
 #include <algorithm>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "simulator/recording.h"
-#include "tools/exit_status.h"
 #include "tools/output_file.h"
 
 namespace tools {
@@ -32,8 +30,8 @@ class trace {
 
   void event(const simulator::event &what);
 
-  // Ends the recording. Throws when any of it could not be written: never before, as event is
-  // called from within the library.
+  // Writes the recording, not event by event: a run waits for no disk, and a failure must not throw
+  // through the library.
   void close_recording();
 
   // What an operation ended with; returns whether it is FP_OK.
@@ -62,13 +60,11 @@ class trace {
   void show(const simulator::exchange &e);
   void show(const simulator::command &c);
   void show(const simulator::wait &w);
-  void write(const std::string &line);
   void print(look l, const std::string &time, const std::string &label, const std::string &text);
 
   const trace_options options_;
   const int64_t start_us_;
   std::unique_ptr<output_file> recording_;
-  std::optional<command_error> failure_;  // of the recording
   std::vector<simulator::recorded> events_;
   std::string worst_;
   bool armed_ = false;
