@@ -361,13 +361,13 @@ TEST(Tool, StopSignalDisarmsTheInterrupt) {
           "int-enable ... fails: Interrupted ... int-disable ... callback fails with -4 ..."
           "FP_ERR_REQUEST_FAILED (35)\n... recording of ... fails: Interrupted ... int-disable",
           "stopped by SIGINT; the interrupt is disarmed\n"},
-      // The signal comes before the wait begins: while the tool records the exchange that asks for
+      // The signal comes before the wait begins: while the tool prints the exchange that asks for
       // it, in more bytes than a pipe holds.
       {R"(steps '{"action": "wait-interrupt", "data": {"fill": 0, "size": 200000}}'; mkfifo r; )"
        "sed -i s/1000/1002/ case.json; orva-fp sensor-test --script 1002 --scenario case.json "
-       "--out out --simulate --record r & exec 3<r; head -c 5000 <&3 >begun; kill -TERM $!; "
-       "cat <&3 >rest; wait $!",
-          8, "int-enable ... fails: Interrupted ... int-disable",
+       "--out out --simulate --trace json >r & exec 3<r; head -c 5000 <&3 >begun; kill -TERM $!; "
+       "cat <&3; wait $!",
+          8, "int-enable ... \"failed\" ... int-disable",
           "stopped by SIGTERM; the interrupt is disarmed\n"},
   };
   check_all(rows, kShell);
