@@ -41,63 +41,72 @@ void exchange_rows(uint8_t *__restrict a, uint8_t *__restrict b, size_t size) {
   orva::store(last_b + sizeof(V), from_a[1]);
 }
 
+using bytes = orva::vector<uint8_t, 16>;
+
 template <size_t... Place>
-void exchange_reversed_vectors(uint8_t *head, uint8_t *tail, std::index_sequence<Place...>) {
-  using V = orva::vector<uint8_t, 16>;
-  const V low[] = {orva::reversed(orva::load<V>(head + Place * sizeof(V)))...};
-  const V high[] = {orva::reversed(orva::load<V>(tail - (Place + 1) * sizeof(V)))...};
-  (orva::store(head + Place * sizeof(V), high[Place]), ...);
-  (orva::store(tail - (Place + 1) * sizeof(V), low[Place]), ...);
+void exchange_at_once(uint8_t *head, uint8_t *tail, std::index_sequence<Place...>) {
+  const bytes low[] = {orva::reversed(orva::load<bytes>(head + Place * sizeof(bytes)))...};
+  const bytes high[] = {orva::reversed(orva::load<bytes>(tail - (Place + 1) * sizeof(bytes)))...};
+  (orva::store(head + Place * sizeof(bytes), high[Place]), ...);
+  (orva::store(tail - (Place + 1) * sizeof(bytes), low[Place]), ...);
 }
 
-// Exchanges the Size bytes that begin at head with the Size bytes that end at tail, in reverse
-// order. The two may overlap: all are loaded before any is stored, and where they meet they agree.
-template <size_t Size>
+// Vectors of each end that are all loaded before any is stored.
+constexpr size_t kAtOnce = 4;
+
+// Exchanges the vectors that begin at head with those that end at tail, in reverse order. The
+// innermost kAtOnce may overlap: where they meet they agree.
+template <size_t Vectors>
 void exchange_reversed(uint8_t *head, uint8_t *tail) {
-  if constexpr (Size >= 16) {
-    exchange_reversed_vectors(head, tail, std::make_index_sequence<Size / 16>());
+  if constexpr (Vectors > kAtOnce) {
+    constexpr size_t kOuter = Vectors - kAtOnce;
+    exchange_reversed<kOuter>(head, tail);
+    exchange_reversed<kAtOnce>(head + kOuter * sizeof(bytes), tail - kOuter * sizeof(bytes));
   } else {
-    static_assert(Size == sizeof(uint64_t));
-    const uint64_t low = __builtin_bswap64(orva::load<uint64_t>(head));
-    const uint64_t high = __builtin_bswap64(orva::load<uint64_t>(tail - Size));
-    orva::store(head, high);
-    orva::store(tail - Size, low);
+    exchange_at_once(head, tail, std::make_index_sequence<Vectors>());
   }
 }
 
-void reverse_bytes(uint8_t *head, uint8_t *tail) { std::reverse(head, tail); }
+// Vectors taken from each end of a row in a turn of the loop.
+constexpr size_t kTurn = 8;
+constexpr size_t kTurnBytes = 2 * kTurn * sizeof(bytes);
 
-// Taken from both ends of a row at a time.
-constexpr size_t kEnd = 64;
+// The turns leave at least a vector in the middle of a row, and less than kTurnBytes more.
+size_t turns_of(size_t width) { return (width - sizeof(bytes)) / kTurnBytes; }
+size_t middle_of(size_t width) { return width - turns_of(width) * kTurnBytes; }
 
-// The bytes that remain in the middle of a row, 1 to 2 * kEnd of them.
-size_t middle_of(size_t width) { return (width - 1) % (2 * kEnd) + 1; }
-
-// ReverseMiddle knows about the size of the middle, which is the same in all rows.
-template <auto ReverseMiddle>
-void reverse_rows(orva::plane<uint8_t> rows) {
-  const size_t pairs = (rows.width - 1) / (2 * kEnd);
-  const uint8_t *end = rows.row(rows.height);
-  for (uint8_t *row = rows.data; row != end; row += rows.stride) {
+// Reverses rows without gaps between them. MiddleVectors from each end are just enough for the
+// middle of a row.
+template <size_t MiddleVectors>
+void reverse_rows(uint8_t *first, const uint8_t *end, size_t width) {
+  const size_t turns = turns_of(width);
+  for (uint8_t *row = first; row != end;) {
     uint8_t *head = row;
-    uint8_t *tail = row + rows.width;
-    for (size_t k = 0; k < pairs; ++k) {
-      exchange_reversed<kEnd>(head, tail);
-      head += kEnd;
-      tail -= kEnd;
+    row += width;
+    uint8_t *tail = row;
+    for (size_t k = 0; k < turns; ++k) {
+      exchange_reversed<kTurn>(head, tail);
+      head += kTurnBytes / 2;
+      tail -= kTurnBytes / 2;
     }
-    ReverseMiddle(head, tail);
+    exchange_reversed<MiddleVectors>(head, tail);
   }
 }
 
-void reverse_each_row(orva::plane<uint8_t> rows) {
-  if (rows.empty()) return;
-  const size_t middle = middle_of(rows.width);
-  if (middle > 64) return reverse_rows<exchange_reversed<64>>(rows);
-  if (middle > 32) return reverse_rows<exchange_reversed<32>>(rows);
-  if (middle > 16) return reverse_rows<exchange_reversed<16>>(rows);
-  if (middle > 8) return reverse_rows<exchange_reversed<8>>(rows);
-  return reverse_rows<reverse_bytes>(rows);
+// A function for each number of MiddleVectors, chosen once for all rows.
+template <size_t... Index>
+void reverse_wide_rows(uint8_t *first, const uint8_t *end, size_t width,
+                       std::index_sequence<Index...>) {
+  constexpr void (*kReverse[])(uint8_t *, const uint8_t *, size_t) = {reverse_rows<Index + 1>...};
+  kReverse[(middle_of(width) - 1) / (2 * sizeof(bytes))](first, end, width);
+}
+
+void reverse_each_row(uint8_t *first, size_t width, size_t height) {
+  const uint8_t *end = first + width * height;
+  if (width >= sizeof(bytes)) {
+    return reverse_wide_rows(first, end, width, std::make_index_sequence<kTurn + 1>());
+  }
+  for (uint8_t *row = first; row != end; row += width) std::reverse(row, row + width);
 }
 
 // A square of samples, a vector for each row.
@@ -159,7 +168,8 @@ void flip_vertical(uint8_t *frame, int32_t width, int32_t height) {
 }
 
 void flip_horizontal(uint8_t *frame, int32_t width, int32_t height) {
-  reverse_each_row(orva::plane(frame, width, height));
+  const orva::plane rows(frame, width, height);
+  reverse_each_row(rows.data, rows.width, rows.height);
 }
 
 void images_flips(uint8_t *frames, int32_t width, int32_t height, uint32_t count, uint8_t mode) {
@@ -170,7 +180,7 @@ void images_flips(uint8_t *frames, int32_t width, int32_t height, uint32_t count
   for (size_t k = 0; k < count; ++k) {
     uint8_t *frame = frames + k * size;
     if (vertical && horizontal) {
-      reverse_each_row(orva::plane(frame, width, height).joined());
+      reverse_each_row(frame, size, 1);
     } else if (vertical) {
       flip_vertical(frame, width, height);
     } else {
