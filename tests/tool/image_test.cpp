@@ -262,6 +262,10 @@ TEST(ImageTool, ReportsAndPicturesGoWithTheirFrames) {
           "file,width,height,bits, ... ,sheet,panels,error\n\"a,\"\".png\",64,64,8,,,,, ... "
           "\"none.png\",,,, ... ,\"none.png: No such file or directory\"\n",
           "orva-fp: none.png"},
+      // The list of panels is a text of JSON, whatever the name.
+      {R"(n=$(printf '\377.png'); im synth "$n" >/dev/null
+              im inspect --csv "$n" --out . --panel otsu)",
+          0, "file, ... \"\xff.png\",64, ... \"[\"\"./\xef\xbf\xbd.png.otsu.png\"\"]\","},
       // In the order of the frames, however many work on them.
       {R"(for i in 1 2 3 4 5 6 7 8 9; do im synth f$i.pgm --width 4$i --seed $i >/dev/null; done
               for i in 1 2 3 4 5 6 7 8 9; do im inspect --csv f$i.pgm | tail -n 1; done >a

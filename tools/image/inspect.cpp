@@ -74,12 +74,12 @@ void draw(const inspect_job &job, const std::string &file, const fs::path &pictu
   const std::string title = printable(fs::path(file).filename());
   if (job.panels.empty()) {
     const std::string sheet = picture.string() + ".sheet.png";
-    write_contact_sheet(sheet, title, a, job.settings);
+    write_contact_sheet(sheet, title, a);
     measures["sheet"] = sheet;
   }
   for (const std::string &panel : job.panels) {
     const std::string sheet = fmt::format("{}.{}.png", picture.string(), panel);
-    write_contact_sheet(sheet, title, a, job.settings, panel);
+    write_contact_sheet(sheet, title, a, panel);
     measures["panels"].push_back(sheet);
   }
 }
@@ -90,7 +90,7 @@ outcome inspect_one(const inspect_job &job, const std::string &file, const fs::p
   const auto fail = [&](exit_status status, const std::string &what) {
     show.note(what);
     result.status = status;
-    if (status == kBadFrame) result.measures = to_json(file, what);
+    if (status == kBadFrame) result.measures = {{"file", file}, {"error", what}};
   };
   try {
     const analysis a = analyse(file, load_frame(file, job.settings.layout), job.settings);
