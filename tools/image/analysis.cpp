@@ -338,6 +338,7 @@ std::vector<uint8_t> upper_bits(const std::vector<uint16_t> &samples, int32_t bi
 
 analysis analyse(const std::filesystem::path &file, frame f, const inspect_settings &settings) {
   analysis a;
+  a.settings = settings;
   if (f.is_raw()) {
     take_raw(a, file, std::move(f), settings);
   } else {

@@ -110,6 +110,7 @@ struct raw_facts {
 };
 
 struct analysis {
+  inspect_settings settings;
   frame shown;
   std::optional<raw_facts> raw;
 

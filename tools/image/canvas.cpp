@@ -37,7 +37,7 @@ void canvas::fill(const std::vector<point> &corners, colour c) {
   cairo_fill(context_.get());
 }
 
-void canvas::frame(box b, double thickness, colour c) {
+void canvas::outline(box b, double thickness, colour c) {
   set(c);
   const box middle = b.grown(-thickness / 2);
   cairo_set_line_width(context_.get(), thickness);

@@ -2,6 +2,7 @@
 #ifndef ORVA_TOOLS_IMAGE_CANVAS_H
 #define ORVA_TOOLS_IMAGE_CANVAS_H
 
+#include <algorithm>
 #include <cairo.h>
 #include <cmath>
 #include <cstdint>
@@ -13,9 +14,7 @@
 namespace tools {
 
 struct colour {
-  double red;
-  double green;
-  double blue;
+  double red, green, blue;
 };
 
 constexpr colour grey(double level) { return {level, level, level}; }
@@ -34,28 +33,26 @@ inline constexpr colour kGood = {0.00, 0.45, 0.38};
 inline constexpr colour kBad = {0.76, 0.20, 0.00};
 
 struct point {
-  double x;
-  double y;
+  double x, y;
 };
 
 struct box {
-  double x;
-  double y;
-  double width;
-  double height;
+  double x, y, width, height;
 
-  box grown(double by) const { return {x - by, y - by, width + 2 * by, height + 2 * by}; }
+  point middle() const { return {x + width / 2, y + height / 2}; }
+  box grown(double across, double down) const {
+    return {x - across, y - down, width + 2 * across, height + 2 * down};
+  }
+  box grown(double by) const { return grown(by, by); }
+  box at_least(double side) const {
+    return grown(std::max(side - width, 0.0) / 2, std::max(side - height, 0.0) / 2);
+  }
 };
-
-// The part of a text's width that lies left of its place.
-namespace align {
-inline constexpr double kLeft = 0, kCentre = 0.5, kRight = 1;
-}
 
 struct text_style {
   double size = 11.5;
   colour ink = kInk;
-  double where = align::kLeft;
+  double where = 0;  // the part of its width that lies left of its place
   bool bold = false;
   double widest = INFINITY;  // a longer text is set narrower
   bool halo = false;         // a white rim, for text on a picture
@@ -64,12 +61,10 @@ struct text_style {
 
 class canvas {
  public:
-  canvas(double width, double height);
-
   void fill(box b, colour c);
   void fill(const std::vector<point> &corners, colour c);
   // Just inside the box.
-  void frame(box b, double thickness, colour c);
+  void outline(box b, double thickness, colour c);
   // With round ends, unless it has dashes: lengths of ink and gap by turns.
   void line(point from, point to, double thickness, colour c,
             const std::vector<double> &dashes = {});
@@ -83,6 +78,9 @@ class canvas {
 
   int32_t width() const { return cairo_image_surface_get_width(surface_.get()); }
   std::vector<uint8_t> png() const;
+
+ protected:
+  canvas(double width, double height);
 
  private:
   // An object of a C library with the function that ends it.

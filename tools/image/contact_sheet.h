@@ -15,8 +15,7 @@ std::vector<std::string> panel_names();
 
 // Writes all panels or, larger and alone, the named one as PNG; throws command_error.
 void write_contact_sheet(const std::filesystem::path &file, const std::string &title,
-                         const analysis &a, const inspect_settings &settings,
-                         const std::string &panel = "");
+                         const analysis &a, const std::string &panel = "");
 
 // The size and depth of a frame in a line.
 std::string frame_facts(const analysis &a);

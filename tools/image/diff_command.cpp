@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <numeric>
 
 #include <orva_fp/sensor_test.h>
 
@@ -32,108 +33,77 @@ struct options {
 
 struct difference {
   std::vector<int32_t> levels;  // B - A, pixel by pixel
-  double mean = 0;
-  double root_mean_square = 0;
-  int64_t changed = 0;
-  int32_t largest = 0;  // without its sign
-  pixel_place largest_at{};
+  double mean;
+  double root_mean_square;
+  int64_t changed;
+  int32_t largest;  // without its sign
+  pixel_place largest_at;
 };
 
 difference compare(const frame &a, const frame &b) {
-  difference d;
-  int64_t sum = 0, squares = 0;
-  for (size_t i = 0; i < a.size(); ++i) {
-    const int32_t level = b.pixels[i] - a.pixels[i];
-    d.levels.push_back(level);
-    sum += level;
-    squares += level * level;
-    d.changed += level != 0 ? 1 : 0;
-    if (std::abs(level) > d.largest) {
-      const auto width = static_cast<size_t>(a.width);
-      d.largest = std::abs(level);
-      d.largest_at = {static_cast<int32_t>(i % width), static_cast<int32_t>(i / width)};
-    }
-  }
-  d.mean = static_cast<double>(sum) / static_cast<double>(a.size());
-  d.root_mean_square = std::sqrt(static_cast<double>(squares) / static_cast<double>(a.size()));
-  return d;
+  std::vector<int32_t> levels;
+  for (size_t i = 0; i < a.size(); ++i) levels.push_back(b.pixels[i] - a.pixels[i]);
+  const auto pixels = static_cast<double>(a.size());
+  const double squares = std::inner_product(levels.begin(), levels.end(), levels.begin(), 0.0);
+  const auto largest =
+      std::ranges::max_element(levels, {}, [](int32_t level) { return std::abs(level); });
+  const auto place = static_cast<int32_t>(largest - levels.begin());
+  return {.levels = levels,
+          .mean = std::accumulate(levels.begin(), levels.end(), 0.0) / pixels,
+          .root_mean_square = std::sqrt(squares / pixels),
+          .changed = std::ssize(levels) - std::ranges::count(levels, 0),
+          .largest = std::abs(*largest),
+          .largest_at = {place % a.width, place / a.width}};
 }
 
-class diff_sheet : public sheet {
- public:
-  diff_sheet(const analysis &a, const analysis &b, const difference &d)
-      : sheet(a.shown.width, a.shown.height, 3, 2), a_(a), b_(b), d_(d) {}
-
-  void draw(const std::string &name_a, const std::string &name_b) {
-    header(format("A: {}   B: {}", name_a, name_b), frame_facts(a_));
-    frame_panel("A", a_);
-    frame_panel("B", b_);
-    signed_panel();
-    size_panel();
-    histogram_panel();
-    marks_panel();
-  }
-
- private:
-  void frame_panel(const char *name, const analysis &a) {
-    begin(name);
-    picture(a.shown.pixels);
-    const auto tell = [](const verdict &v) { return !v.possible ? "n/a" : v.found ? "yes" : "no"; };
-    caption(format("mean {}, standard deviation {:.1f}", a.mean, a.std_dev),
+void draw_frame(sheet &s, const char *name, const analysis &a) {
+  s.begin(name);
+  s.picture(a.shown.pixels);
+  const auto tell = [](const verdict &v) { return !v.possible ? "n/a" : v.found ? "yes" : "no"; };
+  s.caption(format("mean {}, standard deviation {:.1f}", a.mean, a.std_dev),
             format("defect {}, water {}, noise {}, white noise {}", tell(a.defect), tell(a.water),
                    tell(a.noise), tell(a.white_noise)));
-  }
+}
 
-  void signed_panel() {
-    begin("B - A");
-    const mark darker = {kBlue, "\u25a0"}, brighter = {kVermilion, "\u25a0"};
-    const shading shades = {{darker.c, grey(0.97), brighter.c}, -most_, most_};
-    scale(shades);
-    picture(d_.levels, shades);
-    caption(format("{} B darker   {} B brighter", key(darker), key(brighter)),
-            format("mean {:+.2f}", d_.mean));
-  }
+void draw_difference(sheet &s, const difference &d) {
+  const int32_t most = std::max(d.largest, 1);
+  s.begin("B - A");
+  const mark darker = {kBlue, "\u25a0"}, brighter = {kVermilion, "\u25a0"};
+  const shading directions = {{darker.c, grey(0.97), brighter.c}, -most, most};
+  s.picture(d.levels, directions);
+  s.scale(directions);
+  s.caption(format("{} B darker   {} B brighter", key(darker), key(brighter)),
+            format("mean {:+.2f}", d.mean));
 
-  void size_panel() {
-    begin("Size of the difference");
-    std::vector<int32_t> sizes;
-    for (const int32_t level : d_.levels) sizes.push_back(std::abs(level));
-    const shading shades = {kHeat, 0, most_};
-    scale(shades);
-    picture(sizes, shades);
-    caption(format("{} of {} pixels differ", d_.changed, d_.levels.size()),
-            format("root mean square {:.2f}, largest {} at {},{}", d_.root_mean_square, d_.largest,
-                   d_.largest_at.x, d_.largest_at.y));
-  }
+  s.begin("Size of the difference");
+  std::vector<int32_t> sizes;
+  for (const int32_t level : d.levels) sizes.push_back(std::abs(level));
+  s.picture(sizes, {kHeat, 0, most});
+  s.scale({kHeat, 0, most});
+  s.caption(format("{} of {} pixels differ", d.changed, d.levels.size()),
+            format("root mean square {:.2f}, largest {} at {},{}", d.root_mean_square, d.largest,
+                   d.largest_at.x, d.largest_at.y));
 
-  void histogram_panel() {
-    begin("Differences");
-    std::vector<int32_t> counts(static_cast<size_t>(2 * most_ + 1));
-    for (const int32_t level : d_.levels) ++counts[static_cast<size_t>(level + most_)];
-    chart(counts, -most_, most_, {{0, "no difference", {2, 3}}});
-    caption("pixels per difference, square root scale");
-  }
+  s.begin("Differences");
+  std::vector<int32_t> counts(static_cast<size_t>(2 * most + 1));
+  for (const int32_t level : d.levels) ++counts[static_cast<size_t>(level + most)];
+  s.chart(counts, -most, most, {{0, "no difference", {2, 3}}});
+  s.caption("pixels per difference, square root scale");
+}
 
-  void marks_panel() {
-    begin("Defect marks");
-    picture(b_.shown.pixels, kPale);
-    const auto draw = [&](const mark &m, bool in_a, bool in_b) {
-      return draw_marks(m, [&](size_t i) {
-        return (a_.marked.marks[i] != 0) == in_a && (b_.marked.marks[i] != 0) == in_b;
-      });
-    };
-    const int64_t both = draw(kSquare, true, true), only_a = draw(kDown, true, false),
-                  only_b = draw(kUp, false, true);
-    caption(format("{} both {}   {} A only {}   {} B only {}", key(kSquare), both, key(kDown),
-                   only_a, key(kUp), only_b),
-            "marked high, low or deviating");
-  }
-
-  const analysis &a_;
-  const analysis &b_;
-  const difference &d_;
-  const int32_t most_ = std::max(d_.largest, 1);
-};
+void draw_marks(sheet &s, const analysis &a, const analysis &b) {
+  s.begin("Defect marks");
+  s.picture(b.shown.pixels, kPale);
+  const auto draw = [&](const mark &m, const char *name, bool in_a, bool in_b) {
+    const int64_t count = s.draw_marks(m, [&](size_t i) {
+      return (a.marked.marks[i] != 0) == in_a && (b.marked.marks[i] != 0) == in_b;
+    });
+    return format("{} {} {}   ", key(m), name, count);
+  };
+  std::string legend = draw(kSquare, "both", true, true);
+  legend += draw(kDown, "A only", true, false) + draw(kUp, "B only", false, true);
+  s.caption(legend, "marked high, low or deviating");
+}
 
 exit_status run(const options &o) {
   std::string files[2];
@@ -152,7 +122,7 @@ exit_status run(const options &o) {
                                        printable(files[0]), a.width, a.height));
   }
 
-  const difference d = compare(frames[0].shown, frames[1].shown);
+  const difference d = compare(a, b);
   measures["difference"] = {{"mean", d.mean},
                             {"root_mean_square", d.root_mean_square},
                             {"changed", d.changed},
@@ -160,8 +130,13 @@ exit_status run(const options &o) {
                             {"largest_x", d.largest_at.x},
                             {"largest_y", d.largest_at.y}};
   if (!o.out.empty()) {
-    diff_sheet s(frames[0], frames[1], d);
-    s.draw(printable(o.files[0]), printable(o.files[1]));
+    sheet s(a, 3, 2);
+    s.header(format("A: {}   B: {}", printable(o.files[0]), printable(o.files[1])),
+             frame_facts(frames[0]));
+    draw_frame(s, "A", frames[0]);
+    draw_frame(s, "B", frames[1]);
+    draw_difference(s, d);
+    draw_marks(s, frames[0], frames[1]);
     save_sheet(o.out, s.png());
   }
   FILE *text = lines_beside(o.out);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <fmt/format.h>
+#include <numeric>
 #include <set>
 #include <utility>
 
@@ -67,100 +68,96 @@ std::vector<uint32_t> shading::table() const {
 }
 
 // Whole pixels where the frame is small enough to be enlarged.
-sheet::sheet(int32_t frame_width, int32_t frame_height, int32_t columns, int32_t rows)
+panel_grid::panel_grid(const frame &shown, int32_t columns)
     : columns_(columns),
-      frame_width_(frame_width),
-      frame_height_(frame_height),
       top_(columns == 1 ? kMargin : kHeader),
-      scale_(whole_if_large((columns == 1 ? 1024.0 : 340.0) / std::max(frame_width, frame_height))),
-      width_(std::max(std::ceil(frame_width * scale_), kNarrowest) + kLeftRim + kRightRim),
-      height_(std::max(std::ceil(frame_height * scale_), kLowest) + kTopRim + kBottomRim),
-      canvas_(2 * kMargin + columns * (width_ + kGap) - kGap,
-              top_ + rows * (kTitle + height_ + kCaption + kGap) - kGap + kMargin) {}
+      zoom_(whole_if_large((columns == 1 ? 1024.0 : 340.0) / std::max(shown.width, shown.height))),
+      width_(std::max(std::ceil(shown.width * zoom_), kNarrowest) + kLeftRim + kRightRim),
+      height_(std::max(std::ceil(shown.height * zoom_), kLowest) + kTopRim + kBottomRim) {}
 
-void sheet::header(const std::string &title, const std::string &line,
+sheet::sheet(const frame &shown, int32_t columns, int32_t rows)
+    : panel_grid(shown, columns),
+      canvas(2 * kMargin + columns * (width_ + kGap) - kGap,
+             top_ + rows * (kTitle + height_ + kCaption + kGap) - kGap + kMargin),
+      frame_width_(shown.width),
+      frame_height_(shown.height) {}
+
+void sheet::header(const std::string &title, const std::string &facts,
                    const std::vector<badge> &badges) {
   const text_style style = {.size = 13, .ink = kPaper, .bold = true, .markup = true};
-  double right = canvas_.width() - kMargin;
+  double right = width() - kMargin;
   for (const badge &b : badges) {
     constexpr double kPad = 14;
-    const double left = right - canvas_.text_width(b.text, style) - 2 * kPad;
-    canvas_.line({left + kPad, 42}, {right - kPad, 42}, 2 * kPad, b.c);
-    canvas_.text(left + kPad, 47, b.text, style);
+    const double left = right - text_width(b.text, style) - 2 * kPad;
+    line({left + kPad, 42}, {right - kPad, 42}, 2 * kPad, b.c);
+    text(left + kPad, 47, b.text, style);
     right = left - 10;
   }
-  canvas_.text(kMargin, 46, title, {.size = 20, .bold = true, .widest = right - kMargin - 10});
-  canvas_.text(kMargin, 70, line,
-               {.size = 13, .ink = kFaint, .widest = canvas_.width() - 2 * kMargin});
+  text(kMargin, 46, title, {.size = 20, .bold = true, .widest = right - kMargin - 10});
+  text(kMargin, 70, facts, {.size = 13, .ink = kFaint, .widest = width() - 2 * kMargin});
 }
 
 void sheet::begin(const std::string &title) {
   const int32_t column = panels_ % columns_, row = panels_ / columns_;
   ++panels_;
-  x_ = kMargin + column * (width_ + kGap);
-  y_ = top_ + row * (kTitle + height_ + kCaption + kGap) + kTitle;
-  canvas_.text(x_, y_ - 8, title, {.size = 14, .bold = true, .widest = width_ - 100});
-  canvas_.fill({x_, y_, width_, height_}, kMat);
-  const double width = std::max(frame_width_ * scale_, 1.0);
-  const double height = std::max(frame_height_ * scale_, 1.0);
-  picture_ = {x_ + kLeftRim + std::floor((width_ - kLeftRim - kRightRim - width) / 2),
-              y_ + kTopRim + std::floor((height_ - kTopRim - kBottomRim - height) / 2), width,
+  mat_ = {kMargin + column * (width_ + kGap),
+          top_ + row * (kTitle + height_ + kCaption + kGap) + kTitle, width_, height_};
+  text(mat_.x, mat_.y - 8, title, {.size = 14, .bold = true, .widest = width_ - 100});
+  fill(mat_, kMat);
+  const double width = std::max(frame_width_ * zoom_, 1.0);
+  const double height = std::max(frame_height_ * zoom_, 1.0);
+  picture_ = {mat_.x + kLeftRim + std::floor((width_ - kLeftRim - kRightRim - width) / 2),
+              mat_.y + kTopRim + std::floor((height_ - kTopRim - kBottomRim - height) / 2), width,
               height};
 }
 
 void sheet::caption(const std::string &first, const std::string &second) {
-  const double base = y_ + height_ + 17;
-  canvas_.text(x_, base, first, {.widest = width_, .markup = true});
-  canvas_.text(x_, base + 17, second, {.ink = kFaint, .widest = width_, .markup = true});
-}
-
-void sheet::instead(const std::string &note) {
-  canvas_.text(x_ + width_ / 2, y_ + height_ / 2, note,
-               {.size = 13, .ink = kFaint, .where = align::kCentre, .widest = width_});
+  const double base = mat_.y + height_ + 17;
+  text(mat_.x, base, first, {.widest = width_, .markup = true});
+  text(mat_.x, base + 17, second, {.ink = kFaint, .widest = width_, .markup = true});
 }
 
 void sheet::scale(const shading &s) {
   constexpr int32_t kLength = 44;
-  const text_style style = {.size = kTickText, .ink = kFaint, .where = align::kRight};
-  const std::string low = fmt::format("{}", s.low);
-  const std::string high = fmt::format("{}{}", s.low < 0 ? "+" : "", s.high);
-  const double left = std::floor(x_ + width_ - canvas_.text_width(high, style) - 4 - kLength);
-  canvas_.text(x_ + width_, y_ - 8.5, high, style);
-  for (int32_t i = 0; i < kLength; ++i) {
-    canvas_.fill({left + i, y_ - 17, 1, 9}, s.at(s.low + (s.high - s.low) * i / (kLength - 1)));
-  }
-  canvas_.frame({left - 1, y_ - 18, kLength + 2, 11}, 1, kIdle);
-  canvas_.text(left - 4, y_ - 8.5, low, style);
+  constexpr double kRoomForHigh = 32;
+  const double left = mat_.x + width_ - kRoomForHigh - kLength, base = mat_.y - 8.5;
+  std::vector<int32_t> steps(kLength);
+  std::iota(steps.begin(), steps.end(), 0);
+  outline({left - 1, base - 9.5, kLength + 2, 11}, 1, kIdle);
+  image({left, base - 8.5, kLength, 9}, steps, {s.colours, 0, kLength - 1}, kLength, 1);
+  text(left - 4, base, fmt::format("{}", s.low), {.size = kTickText, .ink = kFaint, .where = 1});
+  text(left + kLength + 4, base, fmt::format("{}{}", s.low < 0 ? "+" : "", s.high),
+       {.size = kTickText, .ink = kFaint});
+}
+
+void sheet::tick(double x, double y, bool below, int32_t number) {
+  constexpr double kLength = 4;
+  fill(below ? box{x - 0.5, y, 1, kLength} : box{x - kLength, y - 0.5, kLength, 1}, kInk);
+  const text_style style = {
+      .size = kTickText, .where = below ? 0.5 : 1.0, .widest = below ? 34.0 : 24.0};
+  text(below ? x : x - 6, below ? y + 14 : y + 3.5, fmt::format("{}", number), style);
 }
 
 // Columns below the picture and rows left of it, at the middles of their pixels.
 void sheet::ticks() {
-  constexpr double kApart = 36, kLength = 4;
-  const int32_t step = round_step(kApart / scale_);
-  const double bottom = picture_.y + picture_.height, left = picture_.x;
+  constexpr double kApart = 36;
+  const int32_t step = round_step(kApart / zoom_);
   for (int32_t x = 0; x < frame_width_; x += step) {
-    const double at = left + (x + 0.5) * scale_;
-    canvas_.fill({at - 0.5, bottom, 1, kLength}, kInk);
-    canvas_.text(at, bottom + 14, fmt::format("{}", x),
-                 {.size = kTickText, .where = align::kCentre});
+    tick(picture_.x + (x + 0.5) * zoom_, picture_.y + picture_.height, true, x);
   }
   for (int32_t y = 0; y < frame_height_; y += step) {
-    const double at = picture_.y + (y + 0.5) * scale_;
-    canvas_.fill({left - kLength, at - 0.5, kLength, 1}, kInk);
-    canvas_.text(left - kLength - 2, at + 3.5, fmt::format("{}", y),
-                 {.size = kTickText, .where = align::kRight, .widest = kLeftRim - kLength - 4});
+    tick(picture_.x, picture_.y + (y + 0.5) * zoom_, false, y);
   }
 }
 
-box sheet::area(double x, double y, double width, double height, double least) const {
-  const double across = std::max(width * scale_, least), down = std::max(height * scale_, least);
-  return {picture_.x + (x + width / 2) * scale_ - across / 2,
-          picture_.y + (y + height / 2) * scale_ - down / 2, across, down};
+box sheet::area(double x, double y, double width, double height) const {
+  return {picture_.x + x * zoom_, picture_.y + y * zoom_, width * zoom_, height * zoom_};
 }
 
-box sheet::pixel(size_t i, double least) const {
+box sheet::pixel(size_t i) const {
   const auto width = static_cast<size_t>(frame_width_);
-  return area(static_cast<double>(i % width), static_cast<double>(i / width), 1, 1, least);
+  return area(static_cast<double>(i % width), static_cast<double>(i / width), 1, 1)
+      .at_least(kLeastMark);
 }
 
 int64_t sheet::draw_marks(const mark &m, const std::function<bool(size_t)> &marked) {
@@ -174,16 +171,15 @@ int64_t sheet::draw_marks(const mark &m, const std::function<bool(size_t)> &mark
     if (!taken.insert({static_cast<int32_t>(b.x), static_cast<int32_t>(b.y)}).second) continue;
     std::vector<point> corners = m.corners;
     for (point &p : corners) p = {b.x + p.x * b.width, b.y + p.y * b.height};
-    canvas_.fill(corners, m.c);
+    fill(corners, m.c);
   }
   return count;
 }
 
-void sheet::label(point at, const std::string &text, colour c) {
-  const text_style style = {.ink = c, .bold = true, .halo = true};
-  const double most = x_ + width_ - 4 - canvas_.text_width(text, style);
-  canvas_.text(std::clamp(at.x, x_ + 4, std::max(most, x_ + 4)),
-               std::clamp(at.y, y_ + style.size + 2, y_ + height_ - 4), text, style);
+void sheet::label(point at, const std::string &name, colour c) {
+  const double x = std::clamp(at.x, mat_.x, mat_.x + width_);
+  text(x, std::max(at.y, mat_.y + 14), name,
+       {.ink = c, .where = (x - mat_.x) / width_, .bold = true, .halo = true});
 }
 
 void sheet::chart(const std::vector<int32_t> &counts, int32_t first, int32_t step,
@@ -191,46 +187,37 @@ void sheet::chart(const std::vector<int32_t> &counts, int32_t first, int32_t ste
   const double levels = static_cast<double>(counts.size());
   const double bar = std::floor((width_ - kLeftRim - kRightRim) / levels * 4) / 4;
   const double left =
-      x_ + kLeftRim + std::floor((width_ - kLeftRim - kRightRim - bar * levels) / 2);
-  const double bottom = y_ + height_ - kBottomRim;
+      mat_.x + kLeftRim + std::floor((width_ - kLeftRim - kRightRim - bar * levels) / 2);
+  const double bottom = mat_.y + height_ - kBottomRim;
   // The lines' names stand above one another, so that neighbours do not run into each other.
   constexpr double kName = 13;
-  const double head = kTopRim + kName * static_cast<double>(lines.size());
-  const double height = height_ - kBottomRim - head;
-  const int32_t most = std::max(*std::ranges::max_element(counts), 1);
+  const double height = height_ - kBottomRim - kTopRim - kName * static_cast<double>(lines.size());
+  const int32_t most = std::max(std::ranges::max(counts), 1);
   const auto rise = [&](int32_t count) { return height * std::sqrt(1.0 * count / most); };
   const auto across = [&](int32_t level) { return left + bar * (level - first + 0.5); };
 
-  double below = 0;
+  double last_rise = 0;
   for (int32_t count = 0; count <= most; count = round_step(count + 1)) {
-    const double y = bottom - rise(count);
-    if (count != 0 && rise(count) - below < 22) continue;
-    below = rise(count);
-    if (count != 0) canvas_.fill({left, y - 0.5, bar * levels, 1}, grey(0.82));
-    canvas_.fill({left - 4, y - 0.5, 4, 1}, kInk);
-    canvas_.text(left - 6, y + 3.5, fmt::format("{}", count),
-                 {.size = kTickText, .where = align::kRight, .widest = kLeftRim - 8});
+    if (count != 0 && rise(count) - last_rise < 22) continue;
+    last_rise = rise(count);
+    fill({left, bottom - last_rise - 0.5, bar * levels, 1}, grey(0.82));
+    tick(left, bottom - last_rise, false, count);
   }
   for (size_t i = 0; i < counts.size(); ++i) {
     const double top = rise(counts[i]);
-    canvas_.fill({left + bar * static_cast<double>(i), bottom - top, bar, top}, grey(0.35));
+    fill({left + bar * static_cast<double>(i), bottom - top, bar, top}, grey(0.35));
   }
-  canvas_.fill({left - 0.5, bottom - height, 1, height}, kInk);
-  canvas_.fill({left, bottom, bar * levels, 1}, kInk);
+  fill({left - 0.5, bottom - height, 1, height}, kInk);
+  fill({left, bottom, bar * levels, 1}, kInk);
   const int32_t last = first + static_cast<int32_t>(counts.size()) - 1;
-  for (int32_t i = first; i < last + step; i += step) {
-    const int32_t level = std::min(i, last);
-    canvas_.fill({across(level) - 0.5, bottom, 1, 4}, kInk);
-    canvas_.text(across(level), bottom + 14, fmt::format("{}", level),
-                 {.size = kTickText, .where = align::kCentre});
+  for (int32_t level = first; level < last + step; level += step) {
+    tick(across(std::min(level, last)), bottom, true, std::min(level, last));
   }
-  double base = y_ + kTopRim + 7;
-  for (const chart_line &line : lines) {
-    const double x = across(line.level);
-    if (line.level >= first && line.level <= last) {
-      canvas_.line({x, bottom}, {x, base + 3}, 1.5, kPurple, line.dashes);
-    }
-    label({x - 8, base}, line.name, kPurple);
+  double base = mat_.y + kTopRim + 7;
+  for (const auto &[level, name, dashes] : lines) {
+    const double x = across(level);
+    if (level >= first && level <= last) line({x, bottom}, {x, base + 3}, 1.5, kPurple, dashes);
+    label({x, base}, name, kPurple);
     base += kName;
   }
 }

@@ -8,11 +8,9 @@
 #include <vector>
 
 #include "tools/image/canvas.h"
+#include "tools/image/frame_file.h"
 
 namespace tools {
-
-// No mark is drawn smaller, however large the frame.
-inline constexpr double kLeastMark = 5;
 
 // What tells a kind of mark apart: its shape as well as its colour.
 struct mark {
@@ -23,6 +21,9 @@ struct mark {
 inline const mark kSquare = {kYellow, "\u25a0", {{0, 0}, {1, 0}, {1, 1}, {0, 1}}};
 inline const mark kUp = {kVermilion, "\u25b2", {{0, 1}, {0.5, 0}, {1, 1}}};
 inline const mark kDown = {kBlue, "\u25bc", {{0, 0}, {0.5, 1}, {1, 0}}};
+
+// No mark is drawn smaller, however large the frame.
+inline constexpr double kLeastMark = 5;
 
 // The mark in the markup of a caption.
 std::string key(const mark &m);
@@ -52,24 +53,35 @@ struct badge {
   std::string text;
 };
 
-class sheet {
- public:
-  std::vector<uint8_t> png() const { return canvas_.png(); }
+struct chart_line {
+  int32_t level;
+  std::string name;
+  std::vector<double> dashes;
+};
 
- protected:
-  // So many panels across and down; a single one is large and has no header.
-  sheet(int32_t frame_width, int32_t frame_height, int32_t columns, int32_t rows);
+// So many panels across and down; a single one is large and has no header.
+struct panel_grid {
+  panel_grid(const frame &shown, int32_t columns);
+
+  const int32_t columns_;
+  const double top_;    // of the panels
+  const double zoom_;   // from the frame's pixels to the picture's
+  const double width_;  // of a panel's mat
+  const double height_;
+};
+
+class sheet : panel_grid, public canvas {
+ public:
+  sheet(const frame &shown, int32_t columns, int32_t rows);
 
   // Badges from right to left.
-  void header(const std::string &title, const std::string &line,
+  void header(const std::string &title, const std::string &facts,
               const std::vector<badge> &badges = {});
 
   // Begins the next panel: its title and the mat that its picture lies on.
   void begin(const std::string &title);
   // In markup.
   void caption(const std::string &first, const std::string &second = "");
-  // A note in the panel's middle, in place of a picture.
-  void instead(const std::string &note);
   // Beside the title: what the colours mean.
   void scale(const shading &s);
 
@@ -87,12 +99,13 @@ class sheet {
     for (const int32_t level : levels) {
       rgb.push_back(shades[static_cast<size_t>(std::clamp(level, s.low, s.high) - s.low)]);
     }
-    canvas_.image(b, rgb, width, height);
+    canvas::image(b, rgb, width, height);
   }
 
-  // Of the frame's pixels in the picture, and no smaller than least.
-  box area(double x, double y, double width, double height, double least = 0) const;
-  box pixel(size_t i, double least = kLeastMark) const;
+  // Of the frame's pixels in the picture.
+  box area(double x, double y, double width, double height) const;
+  // As a mark covers it.
+  box pixel(size_t i) const;
 
   // Marks the pixels whose indices are marked, and returns how many there are. Marks that would
   // hide one another are drawn once.
@@ -100,31 +113,20 @@ class sheet {
 
   // Bars for counts of levels from first on, on a square root scale: a few full levels do not
   // flatten all others.
-  struct chart_line {
-    int32_t level;
-    std::string name;
-    std::vector<double> dashes;
-  };
   void chart(const std::vector<int32_t> &counts, int32_t first, int32_t step,
              const std::vector<chart_line> &lines);
 
-  // Keeps a label inside the picture.
-  void label(point at, const std::string &text, colour c);
-
-  const int32_t columns_;
-  const int32_t frame_width_;
-  const int32_t frame_height_;
-  const double top_;    // of the panels
-  const double scale_;  // from the frame's pixels to the picture's
-  const double width_;  // of a panel's mat
-  const double height_;
-  canvas canvas_;
+  // On the picture, and never beyond it.
+  void label(point at, const std::string &name, colour c = kInk);
 
  private:
   void ticks();
+  void tick(double x, double y, bool below, int32_t number);
 
-  int32_t panels_ = 0;    // begun so far
-  double x_ = 0, y_ = 0;  // of the current panel's mat
+  const int32_t frame_width_;
+  const int32_t frame_height_;
+  int32_t panels_ = 0;  // begun so far
+  box mat_{};           // of the current panel
   box picture_{};
 };
 
