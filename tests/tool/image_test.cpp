@@ -215,6 +215,7 @@ TEST(ImageTool, BadFrameIsNamedAndTheBatchGoesOn) {
       {"70 'x'", "bit.png", "damaged PNG: a checksum is wrong"},
       {"0 'x'", "signature.png", "damaged: does not begin like a png"},
       {"printf 'P5 10 10 255\n123' >", "short.pgm", "truncated: 16 bytes instead of 113"},
+      {"printf 'P5 1 1 255' >", "bare.pgm", "truncated: 10 bytes instead of 12"},
       {"printf 'P5 10 ten' >", "header.pgm", "damaged PGM: the header lacks a number"},
       {"printf 'P5 1 1 15\n1' >", "levels.pgm", "a PGM with levels to 15, not 255 to 65535"},
       {"printf 'P5 1 1 511\n\\2\\1' >", "over.pgm",

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <mutex>
+#include <utility>
 
 namespace tools {
 
@@ -16,36 +17,22 @@ constexpr size_t kLargestSpread = 264208;
 // The functions that take the size from g_img_alg_sd run one at a time; they are the quick ones.
 std::mutex size_mutex;
 
-frame upright(frame f, bool transposed) {
-  if (!transposed) return f;
-  frame result{f.height, f.width, {}, std::vector<uint16_t>(f.samples.size())};
-  transpose_remove_T_dummy(f.samples.data(), result.width, result.height, 1, result.samples.data());
-  return result;
-}
-
 void take_raw(analysis &a, const std::filesystem::path &file, frame f,
               const inspect_settings &settings) {
-  const int32_t bits = settings.sample_bits != 0 ? settings.sample_bits : f.sample_bits;
-  const bool can_saturate = f.sample_bits == 16;
-  f = upright(std::move(f), settings.transposed);
   const auto width = static_cast<uint32_t>(f.width), height = static_cast<uint32_t>(f.height);
-  a.white_noise = {can_saturate && f.width > 2 && f.size() - 2 * height >= WHITE_NOISE_MIN_COUNT,
-                   is_mq4xx_white_noise(f.samples.data(), width, height) != 0};
-  a.raw = raw_facts{f.width, f.height, bits, 0, 0, !settings.keep_dummy};
-  if (!settings.keep_dummy) {
-    if (f.width < 2 || f.height < 2) {
-      throw frame_error(file, "nothing is left without the T dummy; see --keep-dummy");
+  a.white_noise = {
+      f.largest == WHITE_NOISE_LEVEL && width > 2 && f.size() - 2 * height >= WHITE_NOISE_MIN_COUNT,
+      is_mq4xx_white_noise(f.samples.data(), width, height) != 0};
+  a.raw = raw_facts{f.width, f.height, f.sample_bits, 0, 0, !settings.keep_dummy};
+  if (!settings.keep_dummy) f = without_dummy(file, f);
+  for (const int32_t sample : f.samples) {
+    if (sample == WHITE_NOISE_LEVEL) {
+      ++a.raw->saturated;
+    } else if (sample >> f.sample_bits != 0) {
+      ++a.raw->over_range;
     }
-    std::vector<uint16_t> kept(static_cast<size_t>(f.width - 1) *
-                               static_cast<size_t>(f.height - 1));
-    remove_T_dummy(f.samples.data(), f.width, f.height, kept.data());
-    f = {f.width - 1, f.height - 1, {}, std::move(kept)};
   }
-  a.raw->saturated = static_cast<int32_t>(std::ranges::count(f.samples, WHITE_NOISE_LEVEL));
-  a.raw->over_range = static_cast<int32_t>(
-                          std::ranges::count_if(f.samples, [&](int s) { return s >> bits != 0; })) -
-                      (bits < 16 ? a.raw->saturated : 0);
-  a.shown = {f.width, f.height, upper_bits(f.samples, bits), {}};
+  a.shown = {f.width, f.height, upper_bits(f), {}};
 }
 
 // The library's sum wraps modulo 2^32, which this many pixels do not reach.
@@ -65,10 +52,10 @@ uint64_t spread(const analysis &a) {
                           std::vector<uint8_t>(a.shown.size(), static_cast<uint8_t>(a.mean)));
 }
 
-image_eval_record evaluate_tile(const uint8_t *pixels, image_dims size, uint32_t flags,
+image_eval_record evaluate_tile(const uint8_t *pixels, image_dims size, uint32_t checks,
                                 int32_t high, int32_t low, int32_t deviation) {
   image_eval_record record{};
-  record.check_flags = flags;
+  record.check_flags = checks;
   record.high_threshold = high;
   record.low_threshold = low;
   record.deviation_threshold = deviation;
@@ -80,53 +67,42 @@ image_eval_record evaluate_tile(const uint8_t *pixels, image_dims size, uint32_t
   return record;
 }
 
-uint32_t level_checks(const inspect_settings &settings) {
-  return EVAL_CHECK_HIGH | EVAL_CHECK_LOW | (settings.spread_low ? uint32_t{EVAL_SPREAD_LOW} : 0u);
-}
-
-void evaluate_whole(analysis &a, const inspect_settings &settings) {
-  const image_eval_record record =
-      evaluate_tile(a.shown.pixels.data(), {a.shown.width, a.shown.height},
-                    level_checks(settings) | EVAL_CHECK_DEVIATION, settings.high, settings.low,
-                    settings.deviation);
-  evaluation &e = a.marked;
-  e.tiles = 1;
-  e.std_dev = record.std_dev;
-  e.high_count = record.high_count;
-  e.low_count = record.low_count;
-  e.deviation_count = record.deviation_count;
-  e.max_run = record.max_run;
-  e.marks.assign(record.mark_map, record.mark_map + a.shown.size());
-  a.defect.found = record.defect_found != 0;
-}
-
-// A tile would be held against its own mean, so pixels that deviate are those that lie above or
-// below the levels at that distance from the frame's.
-void evaluate_tiles(analysis &a, const inspect_settings &settings) {
+// A tile would be held against its own mean. Where there are several, pixels that deviate are those
+// that lie above or below the levels at that distance from the frame's.
+void evaluate_tiles(analysis &a, const inspect_settings &s) {
   constexpr int32_t kMost = EVAL_MARK_MAP_SIZE;
+  constexpr uint32_t kLevels = EVAL_CHECK_HIGH | EVAL_CHECK_LOW;
   const int32_t width = a.shown.width, height = a.shown.height;
-  const int32_t distance = std::clamp(settings.deviation, -256, 256);
+  const bool whole = a.shown.size() <= EVAL_MARK_MAP_SIZE;
+  uint32_t checks = kLevels;
+  if (s.spread_low) checks |= EVAL_SPREAD_LOW;
+  if (whole) checks |= EVAL_CHECK_DEVIATION;
+  const int32_t distance = std::clamp(s.deviation, -256, 256);
   evaluation &e = a.marked;
   const int32_t columns = std::min(width, kMost), rows = kMost / columns;
   for (int32_t y = 0; y < height; y += rows) {
     for (int32_t x = 0; x < width; x += columns, ++e.tiles) {
       const image_dims size = {std::min(columns, width - x), std::min(rows, height - y)};
       const uint8_t *pixels = &a.shown.pixels[a.shown.index(x, y)];
-      const image_eval_record levels =
-          evaluate_tile(pixels, size, level_checks(settings), settings.high, settings.low, 0);
-      const image_eval_record far = evaluate_tile(pixels, size, EVAL_CHECK_HIGH | EVAL_CHECK_LOW,
-                                                  a.mean + distance, a.mean - distance, 0);
-      e.high_count += levels.high_count;
-      e.low_count += levels.low_count;
-      for (int32_t i = 0; i < size.width * size.height; ++i) {
-        const bool deviates = far.mark_map[i] != 0;
-        e.deviation_count += deviates ? 1 : 0;
-        e.marks.push_back(
-            static_cast<uint8_t>(levels.mark_map[i] | (deviates ? MARK_DEVIATION : 0)));
+      image_eval_record found = evaluate_tile(pixels, size, checks, s.high, s.low, s.deviation);
+      const int32_t count = size.width * size.height;
+      if (!whole) {
+        const image_eval_record far =
+            evaluate_tile(pixels, size, kLevels, a.mean + distance, a.mean - distance, 0);
+        for (int32_t i = 0; i < count; ++i) {
+          if (far.mark_map[i] == 0) continue;
+          found.mark_map[i] |= MARK_DEVIATION;
+          ++found.deviation_count;
+        }
       }
+      e.std_dev = found.std_dev;
+      e.max_run = found.max_run;
+      e.high_count += found.high_count;
+      e.low_count += found.low_count;
+      e.deviation_count += found.deviation_count;
+      e.marks.insert(e.marks.end(), found.mark_map, found.mark_map + count);
     }
   }
-  e.std_dev = std::sqrt(static_cast<double>(spread(a)) / static_cast<double>(a.shown.size()));
 }
 
 // The evaluation tells the length of the longest run, not where it lies.
@@ -153,62 +129,59 @@ void find_longest_run(analysis &a) {
 void find_clusters(analysis &a) {
   const int32_t width = a.shown.width, height = a.shown.height;
   const std::vector<uint8_t> &marks = a.marked.marks;
-  const auto bright = [&](size_t i) {
-    return (marks[i] & MARK_HIGH) != 0 ||
-           ((marks[i] & MARK_LOW) == 0 && a.shown.pixels[i] > a.mean);
+  enum : uint8_t { kNone, kDark, kBright };
+  const auto kind_of = [&](size_t i) {
+    const bool above = (marks[i] & MARK_LOW) == 0 && a.shown.pixels[i] > a.mean;
+    return (marks[i] & MARK_HIGH) != 0 || above ? kBright : kDark;
   };
-  std::vector<bool> waiting(marks.size());  // in a marked block, and in no cluster yet
+  std::vector<uint8_t> waiting(marks.size());  // of pixels in a marked block, and in no cluster yet
   for (int32_t y = 0; y + 1 < height; ++y) {
     for (int32_t x = 0; x + 1 < width; ++x) {
       const size_t above = a.shown.index(x, y), below = a.shown.index(x, y + 1);
       const size_t block[] = {above, above + 1, below, below + 1};
       if (!std::ranges::all_of(block, [&](size_t i) { return marks[i] != 0; })) continue;
-      for (const size_t i : block) waiting[i] = true;
+      for (const size_t i : block) waiting[i] = kind_of(i);
     }
   }
-  std::vector<pixel_place> edge;
   for (size_t start = 0; start < marks.size(); ++start) {
-    if (!waiting[start]) continue;
-    const pixel_place first = {static_cast<int32_t>(start % static_cast<size_t>(width)),
-                               static_cast<int32_t>(start / static_cast<size_t>(width))};
-    pixel_cluster c = {first, first, 0, bright(start)};
-    edge = {first};
-    waiting[start] = false;
-    while (!edge.empty()) {
-      const auto [x, y] = edge.back();
-      edge.pop_back();
-      ++c.pixels;
-      c.first = {std::min(c.first.x, x), std::min(c.first.y, y)};
-      c.last = {std::max(c.last.x, x), std::max(c.last.y, y)};
+    const uint8_t kind = std::exchange(waiting[start], kNone);
+    if (kind == kNone) continue;
+    const auto columns = static_cast<size_t>(width);
+    std::vector<pixel_place> members = {
+        {static_cast<int32_t>(start % columns), static_cast<int32_t>(start / columns)}};
+    for (size_t next = 0; next < members.size(); ++next) {
+      const auto [x, y] = members[next];
       for (int32_t v = std::max(y - 1, 0); v <= std::min(y + 1, height - 1); ++v) {
         for (int32_t u = std::max(x - 1, 0); u <= std::min(x + 1, width - 1); ++u) {
-          const size_t i = a.shown.index(u, v);
-          if (!waiting[i] || bright(i) != c.bright) continue;
-          waiting[i] = false;
-          edge.push_back({u, v});
+          uint8_t &neighbour = waiting[a.shown.index(u, v)];
+          if (neighbour != kind) continue;
+          neighbour = kNone;
+          members.push_back({u, v});
         }
       }
     }
-    a.marked.clusters.push_back(c);
+    const auto [left, right] = std::ranges::minmax(members, {}, &pixel_place::x);
+    const auto [top, bottom] = std::ranges::minmax(members, {}, &pixel_place::y);
+    a.marked.clusters.push_back({{left.x, top.y},
+                                 {right.x, bottom.y},
+                                 static_cast<int32_t>(members.size()),
+                                 kind == kBright});
   }
 }
 
 void evaluate(analysis &a, const inspect_settings &settings) {
   const int32_t width = a.shown.width, height = a.shown.height;
   evaluation &e = a.marked;
-  if (a.shown.size() <= EVAL_MARK_MAP_SIZE) {
-    evaluate_whole(a, settings);
-  } else {
-    evaluate_tiles(a, settings);
-  }
+  evaluate_tiles(a, settings);
   find_longest_run(a);
   find_clusters(a);
   if (e.tiles > 1) {
+    e.std_dev = std::sqrt(static_cast<double>(spread(a)) / static_cast<double>(a.shown.size()));
     e.max_run = std::max(e.longest_run.length, e.clusters.empty() ? 0 : EVAL_DEFECT_RUN);
-    a.defect.found = e.max_run >= EVAL_DEFECT_RUN;
   }
-  a.defect.possible = (std::max(width, height) >= EVAL_DEFECT_RUN || std::min(width, height) > 1) &&
-                      (settings.high < 255 || settings.low > 0 || settings.deviation < 255);
+  a.defect = {(std::max(width, height) >= EVAL_DEFECT_RUN || std::min(width, height) > 1) &&
+                  (settings.high < 255 || settings.low > 0 || settings.deviation < 255),
+              e.max_run >= EVAL_DEFECT_RUN};
 }
 
 void summarise_blocks(analysis &a, const inspect_settings &settings) {
@@ -255,17 +228,24 @@ std::optional<dark_lines::stretch> dark_stretch(Pixel pixel, int32_t length, int
   return longest;
 }
 
-void add_line(dark_lines &to, std::optional<dark_lines::stretch> stretch, int32_t &streak) {
-  to.lines.push_back(stretch);
-  to.in_water.push_back(false);
-  if (stretch) {
-    ++to.qualifying;
-    ++streak;
-    return;
+// pixel(line, i) is the pixel i of a line.
+template <typename Pixel>
+dark_lines find_dark_lines(Pixel pixel, int32_t lines, int32_t length, int32_t first) {
+  dark_lines d;
+  int32_t streak = 0;
+  for (int32_t line = 0; line < lines; ++line) {
+    d.lines.push_back(dark_stretch([&](int32_t i) { return pixel(line, i); }, length, first));
+    d.in_water.push_back(false);
+    if (d.lines.back()) {
+      ++d.qualifying;
+      ++streak;
+      continue;
+    }
+    d.longest_streak = std::max(d.longest_streak, streak);
+    if (streak >= kWaterStreak) std::fill_n(d.in_water.end() - 1 - streak, streak, true);
+    streak = 0;
   }
-  to.longest_streak = std::max(to.longest_streak, streak);
-  if (streak >= kWaterStreak) std::fill_n(to.in_water.end() - 1 - streak, streak, true);
-  streak = 0;
+  return d;
 }
 
 void look_for_water(analysis &a) {
@@ -275,17 +255,9 @@ void look_for_water(analysis &a) {
   const bool rows_can = width >= WATER_RUN_LIMIT + 4 && height > kWaterStreak;
   const bool columns_can = height >= WATER_RUN_LIMIT + 3 && width > kWaterStreak;
   a.water = {rows_can || columns_can, is_water(a.shown.pixels.data(), width, height) != 0};
-  const auto at = [&](int32_t x, int32_t y) {
-    return int64_t{a.shown.pixels[a.shown.index(x, y)]};
-  };
-  int32_t streak = 0;
-  for (int32_t y = 0; y < height; ++y) {
-    add_line(a.dark_rows, dark_stretch([&](int32_t i) { return at(i, y); }, width, 1), streak);
-  }
-  streak = 0;
-  for (int32_t x = 0; x < width; ++x) {
-    add_line(a.dark_columns, dark_stretch([&](int32_t i) { return at(x, i); }, height, 0), streak);
-  }
+  const auto at = [&](int32_t x, int32_t y) { return a.shown.pixels[a.shown.index(x, y)]; };
+  a.dark_rows = find_dark_lines([&](int32_t y, int32_t x) { return at(x, y); }, height, width, 1);
+  a.dark_columns = find_dark_lines(at, width, height, 0);
 }
 
 void look_for_noise(analysis &a, const inspect_settings &settings) {
@@ -327,13 +299,25 @@ void measure_levels(analysis &a, const inspect_settings &settings) {
 }  // namespace
 
 // The shift is the same for all frames of one kind of sensor, so that their levels compare.
-std::vector<uint8_t> upper_bits(const std::vector<uint16_t> &samples, int32_t bits) {
+std::vector<uint8_t> upper_bits(const frame &f) {
   std::vector<uint8_t> pixels;
-  pixels.reserve(samples.size());
-  for (const uint16_t s : samples) {
-    pixels.push_back(static_cast<uint8_t>(std::min(s >> (bits - 8), 255)));
+  pixels.reserve(f.size());
+  for (const uint16_t sample : f.samples) {
+    pixels.push_back(static_cast<uint8_t>(std::min(sample >> (f.sample_bits - 8), 255)));
   }
   return pixels;
+}
+
+frame without_dummy(const std::filesystem::path &file, const frame &f) {
+  if (f.width < 2 || f.height < 2) {
+    throw frame_error(file, "nothing is left without the T dummy");
+  }
+  frame result = f;
+  --result.width;
+  --result.height;
+  result.samples.resize(result.size());
+  remove_T_dummy(f.samples.data(), f.width, f.height, result.samples.data());
+  return result;
 }
 
 analysis analyse(const std::filesystem::path &file, frame f, const inspect_settings &settings) {

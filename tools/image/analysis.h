@@ -15,9 +15,7 @@ namespace tools {
 
 struct inspect_settings {
   raw_layout layout;
-  int32_t sample_bits = 0;  // 0 for what the file's format says
   bool keep_dummy = false;
-  bool transposed = false;
   int32_t high = EVAL_DEFAULT_HIGH;
   int32_t low = EVAL_DEFAULT_LOW;
   int32_t deviation = EVAL_DEFAULT_DEVIATION;
@@ -153,11 +151,14 @@ struct analysis {
   bool has_otsu_split() const { return otsu_high_count != 0; }
 };
 
-// The upper 8 of so many bits: 255 for samples that need more.
-std::vector<uint8_t> upper_bits(const std::vector<uint16_t> &samples, int32_t bits);
+// The upper 8 of the bits in use: 255 for samples that need more.
+std::vector<uint8_t> upper_bits(const frame &f);
 
-// Any number of threads may analyse at once. file is for the text of a frame_error: a raw frame
-// that holds nothing but dummy samples.
+// A 16-bit frame without row 0 and the middle column. file is for the text of a frame_error: a
+// frame that holds nothing but dummy samples.
+frame without_dummy(const std::filesystem::path &file, const frame &f);
+
+// Any number of threads may analyse at once. Throws as without_dummy.
 analysis analyse(const std::filesystem::path &file, frame f, const inspect_settings &settings);
 
 }  // namespace tools

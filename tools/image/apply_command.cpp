@@ -27,9 +27,7 @@ struct options {
   int32_t white_percent = HISTEQ_DEFAULT_WHITE_PERCENT;
   bool vertical = false;
   bool horizontal = false;
-  bool transposed = false;
-  bool keep = false;
-  int32_t sample_bits = 0;
+  bool keep_dummy = false;
   std::string mask;
 };
 
@@ -39,99 +37,76 @@ struct task {
   const std::string &in;
   FILE *lines;  // for what there is to tell
   frame &f;
+
+  uint8_t *pixels() const { return f.pixels.data(); }
 };
 
-void remove_dummy(const task &t) {
-  frame &f = t.f;
-  if (t.o.transposed) std::swap(f.width, f.height);
-  const int32_t width = f.width - (t.o.keep ? 0 : 1), height = f.height - (t.o.keep ? 0 : 1);
-  if (width < 1 || height < 1) throw frame_error(t.in, "nothing is left without the T dummy");
-  std::vector<uint16_t> kept(static_cast<size_t>(width) * static_cast<size_t>(height));
-  if (t.o.transposed) {
-    transpose_remove_T_dummy(f.samples.data(), f.width, f.height, t.o.keep ? 1 : 0, kept.data());
-  } else {
-    remove_T_dummy(f.samples.data(), f.width, f.height, kept.data());
-  }
-  f = {width, height, {}, std::move(kept), f.sample_bits};
+template <auto function>
+void in_place(const task &t) {
+  function(t.pixels(), t.f.width, t.f.height);
+}
+
+void median(const task &t) {
+  std::vector<uint8_t> work(t.f.size());
+  median_filter(t.pixels(), work.data(), t.f.width, t.f.height);
+}
+
+void remove_noise(const task &t) {
+  print(t.lines, "{}: {} pixels replaced\n", printable(t.in),
+        remove_noise_use_median_filter(t.pixels(), t.f.width, t.f.height, t.o.delta));
+}
+
+void equalise_white(const task &t) {
+  histeq_white(t.pixels(), t.f.width, t.f.height, t.o.white_percent);
+}
+
+void flip(const task &t) {
+  if (t.o.vertical) in_place<flip_vertical>(t);
+  if (t.o.horizontal) in_place<flip_horizontal>(t);
 }
 
 void offset(const task &t) {
-  frame &f = t.f;
-  frame mask{f.width, f.height, std::vector<uint8_t>(f.size()), {}};
+  const frame &f = t.f;
+  std::vector<uint8_t> mask(f.size());
   if (!t.o.mask.empty()) {
-    mask = load_frame(t.o.mask, {f.width, f.height, 8});
-    if (mask.is_raw() || mask.width != f.width || mask.height != f.height) {
+    const frame given = load_frame(t.o.mask, {f.width, f.height, 8});
+    if (given.is_raw() || given.width != f.width || given.height != f.height) {
       throw frame_error(t.o.mask, "a mask must have 8 bits and the size of the frame");
     }
     // 255 is how a picture of a mask says 1.
-    for (uint8_t &m : mask.pixels) m = m != 0 ? 1 : 0;
+    std::ranges::transform(given.pixels, mask.begin(), [](int level) { return level != 0; });
   }
   print(t.lines, "{}: {} subtracted\n", printable(t.in),
-        offset_min(f.pixels.data(), mask.pixels.data(), f.width, f.height));
+        offset_min(t.pixels(), mask.data(), f.width, f.height));
+}
+
+void remove_dummy(const task &t) {
+  if (!t.o.keep_dummy) t.f = without_dummy(t.in, t.f);
+}
+
+void reduce(const task &t) {
+  t.f.pixels = upper_bits(t.f);
+  t.f.samples.clear();
 }
 
 struct filter {
-  const char *name;
+  std::string_view name;
   const char *text;
-  std::vector<const char *> options;
   void (*apply)(const task &);
   bool from_samples = false;  // takes frames of 16 bits
   bool to_samples = false;
 };
 
 const filter kFilters[] = {
-    {"median",
-     "3 x 3 median of every pixel",
-     {},
-     [](const task &t) {
-       std::vector<uint8_t> work(t.f.size());
-       median_filter(t.f.pixels.data(), work.data(), t.f.width, t.f.height);
-     }},
-    {"remove-noise",
-     "3 x 3 median of the spikes only",
-     {"--delta"},
-     [](const task &t) {
-       print(t.lines, "{}: {} pixels replaced\n", printable(t.in),
-             remove_noise_use_median_filter(t.f.pixels.data(), t.f.width, t.f.height, t.o.delta));
-     }},
-    {"equalise",
-     "histogram equalisation",
-     {},
-     [](const task &t) { histeq(t.f.pixels.data(), t.f.width, t.f.height); }},
-    {"equalise-white",
-     "equalisation that keeps the brightest pixels",
-     {"--white-percent"},
-     [](const task &t) {
-       histeq_white(t.f.pixels.data(), t.f.width, t.f.height, t.o.white_percent);
-     }},
-    {"invert",
-     "every level v becomes 255 - v",
-     {},
-     [](const task &t) { image_reverse(t.f.pixels.data(), t.f.width, t.f.height); }},
-    {"flip",
-     "turns the frame over, with both options half a turn",
-     {"--vertical", "--horizontal"},
-     [](const task &t) {
-       if (t.o.vertical) flip_vertical(t.f.pixels.data(), t.f.width, t.f.height);
-       if (t.o.horizontal) flip_horizontal(t.f.pixels.data(), t.f.width, t.f.height);
-     }},
-    {"offset", "subtracts the smallest level", {"--mask"}, offset},
-    {"remove-dummy",
-     "16-bit frame without row 0 and the middle column",
-     {"--transposed", "--keep"},
-     remove_dummy,
-     true,
-     true},
-    {"reduce",
-     "8 bits out of 16: the upper 8 of those in use",
-     {"--sample-bits"},
-     [](const task &t) {
-       t.f.pixels =
-           upper_bits(t.f.samples, t.o.sample_bits != 0 ? t.o.sample_bits : t.f.sample_bits);
-       t.f.samples.clear();
-     },
-     true,
-     false},
+    {"median", "3 x 3 median of every pixel", median},
+    {"remove-noise", "3 x 3 median of the spikes only", remove_noise},
+    {"equalise", "histogram equalisation", in_place<histeq>},
+    {"equalise-white", "equalisation that keeps the brightest pixels", equalise_white},
+    {"invert", "every level v becomes 255 - v", in_place<image_reverse>},
+    {"flip", "turns the frame over, with both options half a turn", flip},
+    {"offset", "subtracts the smallest level", offset},
+    {"remove-dummy", "16-bit frame without row 0 and the middle column", remove_dummy, true, true},
+    {"reduce", "8 bits out of 16: the upper 8 of those in use", reduce, true, false},
 };
 
 std::string depth(bool samples) { return samples ? "16 bits" : "8 bits"; }
@@ -142,27 +117,24 @@ std::vector<const filter *> take_filters(std::vector<std::string> &words) {
   for (const std::string &word : words) {
     const auto *named = std::ranges::find(kFilters, word, &filter::name);
     if (named == std::end(kFilters)) break;
-    if (!filters.empty() && filters.back()->to_samples != named->from_samples) {
-      throw command_error(kBadUsage,
-                          fmt::format("{} takes frames of {}, which {} does not give", word,
-                                      depth(named->from_samples), filters.back()->name));
-    }
+    need(filters.empty() || filters.back()->to_samples == named->from_samples, kBadUsage,
+         "{} takes frames of {}, which {} does not give", word, depth(named->from_samples),
+         filters.empty() ? "" : filters.back()->name);
     filters.push_back(named);
   }
-  if (filters.empty()) {
-    throw command_error(kBadUsage, fmt::format("{} is no filter; see --help", words[0]));
-  }
+  need(!filters.empty(), kBadUsage, "{} is no filter; see --help", words[0]);
   words.erase(words.begin(), words.begin() + std::ssize(filters));
   return filters;
 }
 
+// The options of a filter stand in the group of its name.
 void need_own_options(const CLI::App &apply, const std::vector<const filter *> &filters) {
-  for (const filter &f : kFilters) {
-    if (std::ranges::find(filters, &f) != filters.end()) continue;
-    for (const char *option : f.options) {
-      if (apply.count(option) == 0) continue;
-      throw command_error(kBadUsage, fmt::format("{} goes with {}", option, f.name));
-    }
+  for (const CLI::Option *option : apply.get_options()) {
+    const std::string &group = option->get_group();
+    const bool common = std::ranges::find(kFilters, group, &filter::name) == std::end(kFilters);
+    const bool used = std::ranges::find(filters, group, &filter::name) != filters.end();
+    need(common || used || option->count() == 0, kBadUsage, "{} goes with {}", option->get_name(),
+         group);
   }
 }
 
@@ -182,17 +154,15 @@ exit_status run(const CLI::App &apply, options o) {
   std::vector<std::string> &files = o.words;
   const std::vector<const filter *> filters = take_filters(files);
   need_own_options(apply, filters);
-  if (apply.count("--vertical") + apply.count("--horizontal") == 0 &&
-      std::ranges::find(filters, std::string_view("flip"), &filter::name) != filters.end()) {
-    throw command_error(kBadUsage, "flip needs --vertical or --horizontal");
-  }
+  const bool flips = std::ranges::find(filters, "flip", &filter::name) != filters.end();
+  need(!flips || o.vertical || o.horizontal, kBadUsage, "flip needs --vertical or --horizontal");
   if (o.out.empty()) {
-    if (files.size() != 2) throw command_error(kBadUsage, "give IN and OUT, or frames and --out");
+    need(files.size() == 2, kBadUsage, "give IN and OUT, or frames and --out");
     apply_to(o, filters, files[0], files[1]);
     return kPass;
   }
 
-  if (files.empty()) throw command_error(kBadUsage, "there is no frame for --out");
+  need(!files.empty(), kBadUsage, "there is no frame for --out");
   prepare_output_folder(o.out);
   exit_status status = kPass;
   std::set<fs::path> written;
@@ -221,33 +191,27 @@ void add_apply_command(CLI::App *image, exit_status &result) {
       "orva-fp image apply FILTER... IN OUT\norva-fp image apply FILTER... IN... --out FOLDER\n\n"
       "OUT is written in the format of its extension: .png, .pgm, .bmp, .raw or "
       ".bin.\n\nFilters:\n";
-  for (const filter &f : kFilters) {
-    help += fmt::format("  {:<15} {}{}{}\n", f.name, f.text, f.options.empty() ? "" : "; ",
-                        fmt::join(f.options, ", "));
-  }
+  for (const filter &f : kFilters) help += fmt::format("  {:<15} {}\n", f.name, f.text);
   apply->footer(help + "\n" + kExitStatuses);
   apply->add_option("words", o->words, "Filters, then files")
       ->required()
       ->type_name("FILTER... IN");
   apply->add_option("--out", o->out, "Folder for the results, under the frames' names");
-  apply->add_option("--as", o->as, "Format of the results, whatever their names")
-      ->check(CLI::IsMember({"png", "pgm", "bmp", "raw", "bin"}));
+  add_format_option(apply, o->as, "Format of the results, whatever their names");
   add_layout_options(apply, o->layout);
-  apply->add_option("--delta", o->delta, "Margin by which a spike stands out")
-      ->check(CLI::Range(0, 255))
-      ->capture_default_str();
-  apply->add_option("--white-percent", o->white_percent, "Share of pixels to keep")
-      ->check(CLI::Range(0, 100))
-      ->capture_default_str();
-  apply->add_flag("--vertical", o->vertical, "Upside down");
-  apply->add_flag("--horizontal", o->horizontal, "Left to right");
-  apply->add_flag("--transposed", o->transposed, "The frame is stored column by column");
-  apply->add_flag("--keep", o->keep, "Turn the frame and keep the dummy")
-      ->needs(apply->get_option("--transposed"));
-  apply
-      ->add_option("--sample-bits", o->sample_bits, "Bits in use; else what the format says, or 16")
-      ->check(CLI::Range(8, 16));
-  apply->add_option("--mask", o->mask, "Frame whose pixels that are not 0 do not count");
+  add_number(apply, "--delta", o->delta, "Margin by which a spike stands out", 0, 255)
+      ->group("remove-noise");
+  add_number(apply, "--white-percent", o->white_percent, "Share of pixels to keep", 0, 100)
+      ->group("equalise-white");
+  apply->add_flag("--vertical", o->vertical, "Upside down")->group("flip");
+  apply->add_flag("--horizontal", o->horizontal, "Left to right")->group("flip");
+  apply->add_option("--mask", o->mask, "Frame whose pixels that are not 0 do not count")
+      ->group("offset");
+  CLI::Option *transposed = apply->get_option("--transposed")->group("remove-dummy");
+  apply->add_flag("--keep", o->keep_dummy, "Turn the frame and keep the dummy")
+      ->needs(transposed)
+      ->group("remove-dummy");
+  apply->get_option("--sample-bits")->group("reduce");
   apply->callback([o, apply, &result] { result = run(*apply, *o); });
 }
 

@@ -4,14 +4,14 @@
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <locale>
 #include <memory>
 #include <sstream>
 #include <stb_image.h>
 #include <stb_image_write.h>
 #include <string_view>
+#include <unistd.h>
 #include <zlib.h>
-
-#include <orva_fp/image.h>
 
 #include "tools/image/text.h"
 #include "tools/output_file.h"
@@ -23,12 +23,11 @@ namespace {
 namespace fs = std::filesystem;
 using bytes = std::vector<uint8_t>;
 
-static_assert(std::endian::native == std::endian::little, "raw samples are little-endian");
+static_assert(std::endian::native == std::endian::little, "raw samples and BMP are little-endian");
 
 constexpr size_t kLargestFile = 256u << 20;
-constexpr size_t kBmpFileHeader = 14;
-constexpr size_t kBmpHeaders = kBmpFileHeader + 40;
-constexpr size_t kBmpPalette = 4 * 256;
+constexpr int64_t kBmpFileHeader = 14;
+constexpr int64_t kBmpHeaders = kBmpFileHeader + 40;
 constexpr std::string_view kPngSignature = "\x89PNG\r\n\x1a\n";
 // The chunk of text that follows the header in our own pictures, with its length and checksum.
 constexpr size_t kPngHeader = 33;
@@ -39,146 +38,127 @@ constexpr std::string_view kSheetMark(
 
 std::string extension_of(const fs::path &file) {
   std::string extension = file.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  for (char &c : extension) c = std::tolower(c, std::locale::classic());
   return extension.empty() ? extension : extension.substr(1);
 }
 
-bytes read_file(const fs::path &file) {
-  struct closed {
-    void operator()(FILE *stream) const { fclose(stream); }
-  };
-  std::unique_ptr<FILE, closed> opened;
-  FILE *stream = stdin;
-  if (file != kStandardStream) {
-    opened.reset(fopen(file.c_str(), "rb"));
-    stream = opened.get();
-    if (stream == nullptr) throw frame_error(file, strerror(errno));
-  }
+// The bytes of a file, and what is wrong with them.
+struct input {
+  const fs::path &file;
   bytes content;
+
+  template <typename... Parts>
+  void need(bool holds, fmt::format_string<Parts...> reason, Parts &&...parts) const {
+    if (!holds) throw frame_error(file, fmt::format(reason, std::forward<Parts>(parts)...));
+  }
+  void need_bytes(int64_t needed) const {
+    need(needed <= std::ssize(content), "truncated: {} bytes instead of {}", content.size(),
+         needed);
+  }
+  // A frame of that size, without pixels.
+  frame sized(int64_t width, int64_t height) const {
+    need(width > 0 && height > 0, "{} x {} holds no pixel", width, height);
+    need(width <= kLargestFrame && height <= kLargestFrame && width * height <= kLargestFrame,
+         "{} x {} is more than the {} pixels a frame may have", width, height, kLargestFrame);
+    return {static_cast<int32_t>(width), static_cast<int32_t>(height), {}, {}};
+  }
+  std::string_view text() const {
+    return {reinterpret_cast<const char *>(content.data()), content.size()};
+  }
+  uint32_t word(int64_t at) const {
+    uint32_t value;
+    memcpy(&value, content.data() + at, sizeof value);
+    return value;
+  }
+  uint32_t big_endian(int64_t at) const { return __builtin_bswap32(word(at)); }
+};
+
+input read_file(const fs::path &file) {
+  const std::unique_ptr<FILE, int (*)(FILE *)> stream(
+      file == kStandardStream ? fdopen(dup(STDIN_FILENO), "rb") : fopen(file.c_str(), "rb"),
+      fclose);
+  input in{file, {}};
+  in.need(stream != nullptr, "{}", strerror(errno));
   size_t size = 0;
   do {
-    content.resize(std::max<size_t>(2 * size, 64 << 10));
-    size += fread(&content[size], 1, content.size() - size, stream);
-    if (ferror(stream)) throw frame_error(file, strerror(errno));
-    if (size > kLargestFile) throw frame_error(file, "larger than any frame may be");
-  } while (size == content.size());
-  if (size == 0) throw frame_error(file, "the file is empty");
-  content.resize(size);
-  return content;
+    in.content.resize(2 * size + (64 << 10));
+    size += fread(&in.content[size], 1, in.content.size() - size, stream.get());
+    in.need(ferror(stream.get()) == 0, "{}", strerror(errno));
+    in.need(size <= kLargestFile, "larger than any frame may be");
+  } while (size == in.content.size());
+  in.need(size != 0, "the file is empty");
+  in.content.resize(size);
+  return in;
 }
-
-void need_size(const fs::path &file, int64_t width, int64_t height) {
-  if (width <= 0 || height <= 0) {
-    throw frame_error(file, fmt::format("{} x {} holds no pixel", width, height));
-  }
-  if (width > kLargestFrame || height > kLargestFrame || width * height > kLargestFrame) {
-    throw frame_error(file, fmt::format("{} x {} is more than the {} pixels a frame may have",
-                                        width, height, kLargestFrame));
-  }
-}
-
-void need_bytes(const fs::path &file, int64_t needed, size_t present) {
-  if (needed > static_cast<int64_t>(present)) {
-    throw frame_error(file, fmt::format("truncated: {} bytes instead of {}", present, needed));
-  }
-}
-
-uint32_t little_endian(const uint8_t *at, size_t size) {
-  uint32_t value = 0;
-  for (size_t i = size; i-- > 0;) value = value << 8 | at[i];
-  return value;
-}
-
-uint32_t big_endian(const uint8_t *at) { return __builtin_bswap32(little_endian(at, 4)); }
 
 // The library's reader takes the header at its word, so all of it is looked at here.
-frame load_bmp(const fs::path &file, bytes content) {
-  need_bytes(file, kBmpHeaders, content.size());
-  const auto word = [&](size_t at) { return little_endian(&content[at], 4); };
-  const int64_t offset = word(10), dib_size = word(14);
-  const int64_t width = static_cast<int32_t>(word(18));
-  const int64_t stored_height = static_cast<int32_t>(word(22));
-  const int64_t height = stored_height < 0 ? -stored_height : stored_height;
-  const uint32_t bits = little_endian(&content[28], 2), compression = word(30), colours = word(46);
+frame load_bmp(input &in) {
+  in.need_bytes(kBmpHeaders);
+  const int64_t offset = in.word(10), palette = kBmpFileHeader + in.word(14);
+  const auto width = static_cast<int32_t>(in.word(18));
+  const int64_t stored_height = static_cast<int32_t>(in.word(22)), height = std::abs(stored_height);
+  const uint32_t bits = in.word(28) & 0xffff, compression = in.word(30), colours = in.word(46);
 
-  if (dib_size < 40) throw frame_error(file, "a BMP of an outdated kind");
-  if (bits != 8) {
-    throw frame_error(file, fmt::format("a BMP of {} bits per pixel, not 8", bits));
-  }
-  if (compression != 0) throw frame_error(file, "a compressed BMP");
-  need_size(file, width, height);
-  if (offset < static_cast<int64_t>(kBmpHeaders)) {
-    throw frame_error(file, "the BMP's pixels would begin inside its header");
-  }
-  need_bytes(file, offset + (width + 3) / 4 * 4 * height, content.size());
+  in.need(palette >= kBmpHeaders, "a BMP of an outdated kind");
+  in.need(bits == 8, "a BMP of {} bits per pixel, not 8", bits);
+  in.need(compression == 0, "a compressed BMP");
+  frame f = in.sized(width, height);
+  in.need(offset >= kBmpHeaders, "the BMP's pixels would begin inside its header");
+  in.need_bytes(offset + (int64_t{width} + 3) / 4 * 4 * height);
 
-  const int64_t palette = static_cast<int64_t>(kBmpFileHeader) + dib_size;
   const int64_t entries = std::min<int64_t>(colours == 0 ? 256 : colours, (offset - palette) / 4);
   for (int64_t i = 0; i < entries; ++i) {
-    const uint8_t *entry = &content[static_cast<size_t>(palette + 4 * i)];
-    if (entry[0] != i || entry[1] != i || entry[2] != i) {
-      throw frame_error(file, "a BMP with a palette that is not grey level by level");
-    }
+    in.need((in.word(palette + 4 * i) & 0xffffff) == i * 0x010101,
+            "a BMP with a palette that is not grey level by level");
   }
 
   // A top-down file is stored upright, but the reader skips negative heights.
-  if (stored_height < 0) {
-    for (size_t i = 0; i < 4; ++i) content[22 + i] = static_cast<uint8_t>(height >> (8 * i));
-  }
-  frame f;
-  f.pixels.resize(static_cast<size_t>(width * height));
-  get_raw_data_from_bmp(content.data(), f.pixels.data(), &f.width, &f.height);
+  memcpy(&in.content[22], &f.height, sizeof f.height);
+  f.pixels.resize(f.size());
+  get_raw_data_from_bmp(in.content.data(), f.pixels.data(), nullptr, nullptr);
   if (stored_height > 0) flip_vertical(f.pixels.data(), f.width, f.height);
   return f;
 }
 
 // stb looks at no checksum, and takes what is there of a cut file.
-void check_png_chunks(const fs::path &file, const bytes &content) {
-  for (size_t at = kPngSignature.size();;) {
-    constexpr size_t kAround = 12;  // length, kind and checksum
-    const size_t left = content.size() - at;
-    const uint32_t length = left < kAround ? UINT32_MAX : big_endian(&content[at]);
-    if (left < kAround || length > left - kAround) {
-      throw frame_error(file, fmt::format("damaged PNG: truncated after {} bytes", content.size()));
-    }
-    const uint8_t *kind = &content[at + 4];
-    if (crc32(0, kind, length + 4) != big_endian(kind + 4 + length)) {
-      throw frame_error(file, "damaged PNG: a checksum is wrong");
-    }
-    if (memcmp(kind, "IEND", 4) == 0) return;
+void check_png_chunks(const input &in) {
+  constexpr int64_t kAround = 12;  // length, kind and checksum
+  for (int64_t at = std::ssize(kPngSignature);;) {
+    const int64_t left = std::ssize(in.content) - at - kAround;
+    const uint32_t length = left < 0 ? 0 : in.big_endian(at);
+    in.need(length <= left, "damaged PNG: truncated after {} bytes", in.content.size());
+    const int64_t kind = at + 4;
+    in.need(crc32(0, in.content.data() + kind, length + 4) == in.big_endian(kind + 4 + length),
+            "damaged PNG: a checksum is wrong");
+    if (in.text().substr(static_cast<size_t>(kind), 4) == "IEND") return;
     at += kAround + length;
   }
 }
 
-frame load_png(const fs::path &file, const bytes &content) {
-  check_png_chunks(file, content);
-  if (content.size() > kPngHeader + kSheetMark.size() &&
-      memcmp(&content[kPngHeader], kSheetMark.data(), kSheetMark.size()) == 0) {
-    throw sheet_error(file);
+frame load_png(input &in) {
+  check_png_chunks(in);
+  if (in.text().find(kSheetMark) == kPngHeader) {
+    throw sheet_error(in.file, "a sheet, not a frame");
   }
-  const auto length = static_cast<int>(content.size());
-  frame f;
-  int channels = 0;
-  const bool known =
-      stbi_info_from_memory(content.data(), length, &f.width, &f.height, &channels) != 0;
-  if (known) need_size(file, f.width, f.height);
-  // Levels of 8 bits come as both halves of 16.
-  const size_t kept = channels > 2 ? 3 : 1;
-  const std::unique_ptr<stbi_us, decltype(&stbi_image_free)> samples(
-      known ? stbi_load_16_from_memory(content.data(), length, &f.width, &f.height, &channels,
-                                       static_cast<int>(kept))
-            : nullptr,
+  const auto need_stb = [&](bool holds) {
+    in.need(holds, "damaged PNG: {}", stbi_failure_reason());
+  };
+  const auto length = static_cast<int>(in.content.size());
+  int width = 0, height = 0, channels = 0;
+  need_stb(stbi_info_from_memory(in.content.data(), length, &width, &height, &channels) != 0);
+  frame f = in.sized(width, height);
+  // Levels of 8 bits come as both halves of 16, and grey as three equal colours.
+  constexpr int kColours = 3;
+  const std::unique_ptr<stbi_us[], decltype(&stbi_image_free)> samples(
+      stbi_load_16_from_memory(in.content.data(), length, &width, &height, &channels, kColours),
       stbi_image_free);
-  if (!samples) {
-    const char *reason = stbi_failure_reason();
-    throw frame_error(file, fmt::format("damaged PNG: {}", reason ? reason : "unknown reason"));
-  }
-  for (const stbi_us *s = samples.get(), *end = s + f.size() * kept; s != end; s += kept) {
-    if (s[0] != s[kept - 1] || s[0] != s[kept / 2]) throw frame_error(file, "a colour image");
+  need_stb(samples != nullptr);
+  for (size_t i = 0; i < f.size(); ++i) {
+    const stbi_us *s = &samples[kColours * i];
+    in.need(s[0] == s[1] && s[0] == s[2], "a colour image");
     f.samples.push_back(s[0]);
   }
-  if (!stbi_is_16_bit_from_memory(content.data(), length)) {
+  if (!stbi_is_16_bit_from_memory(in.content.data(), length)) {
     f.pixels.assign(f.samples.begin(), f.samples.end());
     f.samples.clear();
   }
@@ -187,88 +167,67 @@ frame load_png(const fs::path &file, const bytes &content) {
 
 // stb does not tell the largest level of a PGM, leaves 16-bit samples in the order of the file and
 // takes cut files.
-frame load_pgm(const fs::path &file, const bytes &content) {
-  std::istringstream header(std::string(
-      content.begin(), content.begin() + std::min<ptrdiff_t>(std::ssize(content), 4096)));
+frame load_pgm(input &in) {
+  std::istringstream header(std::string(in.text().substr(0, 4096)));
   header.ignore(2);
   int64_t numbers[3];  // width, height and the largest level, between which there may be comments
   for (int64_t &number : numbers) {
     while ((header >> std::ws).peek() == '#') header.ignore(4096, '\n');
-    if (!(header >> number)) throw frame_error(file, "damaged PGM: the header lacks a number");
+    in.need(!!(header >> number), "damaged PGM: the header lacks a number");
   }
   const auto [width, height, largest] = numbers;
-  need_size(file, width, height);
-  if (largest < 255 || largest > 65535) {
-    throw frame_error(file, fmt::format("a PGM with levels to {}, not 255 to 65535", largest));
-  }
+  frame f = in.sized(width, height);
+  in.need(largest >= 255 && largest <= 65535, "a PGM with levels to {}, not 255 to 65535", largest);
+  header.clear();  // of an end right behind the numbers
   const int64_t start = static_cast<int64_t>(header.tellg()) + 1;  // after one white space
-  need_bytes(file, start + width * height * (largest > 255 ? 2 : 1), content.size());
+  in.need_bytes(start + width * height * (largest > 255 ? 2 : 1));
 
-  frame f{static_cast<int32_t>(width), static_cast<int32_t>(height), {}, {}};
-  const uint8_t *data = content.data() + start;
+  const uint8_t *data = in.content.data() + start;
   if (largest == 255) {
     f.pixels.assign(data, data + f.size());
     return f;
   }
-  f.sample_bits = static_cast<int32_t>(std::bit_width(static_cast<uint32_t>(largest)));
-  f.samples.reserve(f.size());
+  f.largest = static_cast<int32_t>(largest);
+  f.sample_bits = std::bit_width(static_cast<uint16_t>(largest));
   for (size_t i = 0; i < f.size(); ++i) {
-    f.samples.push_back(static_cast<uint16_t>(data[2 * i] << 8 | data[2 * i + 1]));
-    if (f.samples[i] > largest) {
-      throw frame_error(file, fmt::format("damaged PGM: a sample of {} where {} is the largest",
-                                          f.samples[i], largest));
-    }
+    const int32_t sample = data[2 * i] << 8 | data[2 * i + 1];
+    in.need(sample <= largest, "damaged PGM: a sample of {} where {} is the largest", sample,
+            largest);
+    f.samples.push_back(static_cast<uint16_t>(sample));
   }
   return f;
 }
 
-frame load_raw(const fs::path &file, const bytes &content, const raw_layout &layout) {
-  if (layout.width == 0 || layout.height == 0) {
-    throw frame_error(file, "raw samples need --width and --height");
-  }
-  need_size(file, layout.width, layout.height);
-  frame f{layout.width, layout.height, {}, {}};
-  const size_t count = f.size();
-  if (layout.bits != 16 && content.size() == count) {
-    f.pixels = content;
-  } else if (layout.bits != 8 && content.size() == 2 * count) {
+frame load_raw(const input &in, const raw_layout &layout) {
+  in.need(layout.width != 0 && layout.height != 0, "raw samples need --width and --height");
+  frame f = in.sized(layout.width, layout.height);
+  const size_t size = in.content.size(), count = f.size();
+  const bool wide = layout.bits != 0 ? layout.bits == 16 : size != count;
+  in.need(size == (wide ? 2 : 1) * count,
+          "{} bytes; a raw frame of {} x {} has {} (8 bits) or {} (16 bits)", size, f.width,
+          f.height, count, 2 * count);
+  if (wide) {
     f.samples.resize(count);
-    memcpy(f.samples.data(), content.data(), content.size());
+    memcpy(f.samples.data(), in.content.data(), size);
   } else {
-    const std::string needed = layout.bits != 0
-                                   ? fmt::format("{}", count * static_cast<size_t>(layout.bits / 8))
-                                   : fmt::format("{} (8 bits) or {} (16 bits)", count, 2 * count);
-    throw frame_error(file, fmt::format("{} bytes; a raw frame of {} x {} has {}", content.size(),
-                                        f.width, f.height, needed));
+    f.pixels = in.content;
   }
   return f;
 }
 
 // 8 bits with a grey palette; stb writes colours only.
 bytes bmp_bytes(const frame &f) {
-  const auto width = static_cast<size_t>(f.width);
-  const size_t stride = (width + 3) / 4 * 4;
-  constexpr uint32_t kOffset = kBmpHeaders + kBmpPalette;
-  const auto size = static_cast<uint32_t>(stride * static_cast<size_t>(f.height));
-  constexpr uint32_t kDotsPerMetre = 2835;
-  std::vector<uint32_t> words = {kOffset + size,
-                                 0,
-                                 kOffset,
-                                 40,
-                                 static_cast<uint32_t>(f.width),
-                                 static_cast<uint32_t>(f.height),
-                                 1 | 8 << 16,
-                                 0,
-                                 size,
-                                 kDotsPerMetre,
-                                 kDotsPerMetre,
-                                 256,
-                                 0};
+  constexpr uint32_t kOffset = kBmpHeaders + 4 * 256, kDotsPerMetre = 2835;
+  const auto width = static_cast<uint32_t>(f.width), height = static_cast<uint32_t>(f.height);
+  const uint32_t stride = (width + 3) / 4 * 4, size = stride * height;
+  std::vector<uint32_t> words = {kOffset + size, 0,           kOffset, 40,   width,
+                                 height,         1 | 8 << 16, 0,       size, kDotsPerMetre,
+                                 kDotsPerMetre,  256,         0};
   for (uint32_t level = 0; level < 256; ++level) words.push_back(level * 0x010101u);
-  bytes out(kOffset + size);
-  memcpy(out.data(), "BM", 2);
-  memcpy(&out[2], words.data(), words.size() * sizeof words[0]);
-  for (size_t row = 0; row < static_cast<size_t>(f.height); ++row) {
+  bytes out = {'B', 'M'};
+  out.resize(kOffset + size);
+  memcpy(&out[2], words.data(), kOffset - 2);
+  for (size_t row = 0; row < height; ++row) {
     memcpy(&out[out.size() - (row + 1) * stride], &f.pixels[row * width], width);
   }
   return out;
@@ -278,7 +237,7 @@ bytes pgm_bytes(const frame &f) {
   int32_t largest = 255;
   if (f.is_raw()) {
     largest = (1 << f.sample_bits) - 1;
-    if (*std::max_element(f.samples.begin(), f.samples.end()) > largest) largest = 65535;
+    if (*std::ranges::max_element(f.samples) > largest) largest = 65535;
   }
   const std::string header = fmt::format("P5\n{} {}\n{}\n", f.width, f.height, largest);
   bytes out(header.begin(), header.end());
@@ -291,10 +250,8 @@ bytes pgm_bytes(const frame &f) {
 }
 
 bytes raw_bytes(const frame &f) {
-  bytes out = f.pixels;
-  out.resize(f.pixels.size() + 2 * f.samples.size());
-  if (f.is_raw()) memcpy(out.data(), f.samples.data(), out.size());
-  return out;
+  const auto *samples = reinterpret_cast<const uint8_t *>(f.samples.data());
+  return f.is_raw() ? bytes(samples, samples + 2 * f.samples.size()) : f.pixels;
 }
 
 bytes png_bytes(const frame &f) {
@@ -308,52 +265,70 @@ bytes png_bytes(const frame &f) {
   return out;
 }
 
+struct file_format {
+  std::string_view name;
+  bool any_depth;
+  bytes (*encode)(const frame &);
+  // Of those that are known by how they begin.
+  std::string_view begin = {};
+  frame (*load)(input &) = nullptr;
+};
+constexpr file_format kFormats[] = {
+    {"png", false, png_bytes, kPngSignature, load_png},
+    {"pgm", true, pgm_bytes, "P5", load_pgm},
+    {"bmp", false, bmp_bytes, "BM", load_bmp},
+    {"raw", true, raw_bytes},
+    {"bin", true, raw_bytes},
+};
+
+frame decode(input &in, const raw_layout &layout) {
+  const auto *named = std::ranges::find(kFormats, extension_of(in.file), &file_format::name);
+  const bool known = named != std::end(kFormats);
+  if (layout.always || (known && named->load == nullptr)) return load_raw(in, layout);
+  for (const file_format &format : kFormats) {
+    if (format.load != nullptr && in.text().starts_with(format.begin)) return format.load(in);
+  }
+  throw frame_error(in.file, known ? fmt::format("damaged: does not begin like a {}", named->name)
+                                   : "neither BMP nor PNG nor PGM; raw samples need --raw");
+}
+
 }  // namespace
 
 frame_error::frame_error(const fs::path &file, const std::string &reason)
     : command_error(kBadFrame, printable(file) + ": " + reason) {}
 
-sheet_error::sheet_error(const fs::path &file) : frame_error(file, "a sheet, not a frame") {}
-
 frame load_frame(const fs::path &file, const raw_layout &layout) {
-  bytes content = read_file(file);
-  const auto begins_with = [&](std::string_view magic) {
-    return content.size() >= magic.size() &&
-           memcmp(content.data(), magic.data(), magic.size()) == 0;
-  };
-  const std::string extension = extension_of(file);
-  if (layout.always || extension == "raw" || extension == "bin") {
-    return load_raw(file, content, layout);
-  }
-  if (begins_with("BM")) return load_bmp(file, std::move(content));
-  if (begins_with(kPngSignature)) return load_png(file, content);
-  if (begins_with("P5")) return load_pgm(file, content);
-  for (const std::string known : {"png", "bmp", "pgm"}) {
-    if (extension == known) throw frame_error(file, "damaged: does not begin like a " + known);
-  }
-  throw frame_error(file, "neither BMP nor PNG nor PGM; raw samples need --raw");
+  input in = read_file(file);
+  frame f = decode(in, layout);
+  if (layout.sample_bits != 0) f.sample_bits = layout.sample_bits;
+  if (!f.is_raw() || !layout.transposed) return f;
+  frame upright = f;
+  std::swap(upright.width, upright.height);
+  transpose_remove_T_dummy(f.samples.data(), upright.width, upright.height, 1,
+                           upright.samples.data());
+  return upright;
+}
+
+std::vector<std::string> output_formats() {
+  std::vector<std::string> names;
+  for (const file_format &format : kFormats) names.emplace_back(format.name);
+  return names;
 }
 
 std::string output_format(const fs::path &file, const std::string &given, bool raw_samples) {
-  const std::string format = !given.empty()            ? given
-                             : file == kStandardStream ? "pgm"
-                                                       : extension_of(file);
-  const bool any_depth = format == "pgm" || format == "raw" || format == "bin";
-  const auto refuse = [&](const char *why) {
-    throw command_error(kBadOutput, printable(file) + ": " + why);
-  };
-  if (!any_depth && format != "png" && format != "bmp") {
-    refuse("the extension must be .png, .pgm, .bmp, .raw or .bin");
-  }
-  if (raw_samples && !any_depth) refuse("16-bit samples can be kept in .pgm, .raw and .bin only");
-  return format;
+  const std::string name = !given.empty()            ? given
+                           : file == kStandardStream ? "pgm"
+                                                     : extension_of(file);
+  const auto *format = std::ranges::find(kFormats, name, &file_format::name);
+  need(format != std::end(kFormats), kBadOutput,
+       "{}: the extension must be .png, .pgm, .bmp, .raw or .bin", printable(file));
+  need(format->any_depth || !raw_samples, kBadOutput,
+       "{}: 16-bit samples can be kept in .pgm, .raw and .bin only", printable(file));
+  return name;
 }
 
 void save_frame(const fs::path &file, const std::string &format, const frame &f) {
-  write_output_file(file, format == "png"   ? png_bytes(f)
-                          : format == "bmp" ? bmp_bytes(f)
-                          : format == "pgm" ? pgm_bytes(f)
-                                            : raw_bytes(f));
+  write_output_file(file, std::ranges::find(kFormats, format, &file_format::name)->encode(f));
 }
 
 void save_sheet(const fs::path &file, bytes png) {

@@ -23,9 +23,8 @@ class frame_error : public command_error {
 };
 
 // A picture that draws frames, and is none.
-class sheet_error : public frame_error {
- public:
-  explicit sheet_error(const std::filesystem::path &file);
+struct sheet_error : frame_error {
+  using frame_error::frame_error;
 };
 
 // An upright grey frame of 8-bit pixels or, as the sensor hands it over, of 16-bit samples: one of
@@ -35,7 +34,8 @@ struct frame {
   int32_t height = 0;
   std::vector<uint8_t> pixels;
   std::vector<uint16_t> samples;
-  int32_t sample_bits = 16;  // that the file's format leaves to the samples
+  int32_t sample_bits = 16;  // in use: as asked for, or what the file's format says
+  int32_t largest = 65535;   // sample that the format allows
 
   bool is_raw() const { return pixels.empty(); }
   size_t size() const { return index(0, height); }
@@ -44,21 +44,26 @@ struct frame {
   }
 };
 
-// What a raw file does not say itself; 0 where not given. bits 0 follows from the file's size.
+// What a raw file does not say itself, and no file of 16-bit samples; 0 where not given.
 struct raw_layout {
   int32_t width = 0;
   int32_t height = 0;
-  int32_t bits = 0;
-  bool always = false;  // every file is raw, whatever its name and contents
+  int32_t bits = 0;         // else told by the file's size
+  int32_t sample_bits = 0;  // else told by the format
+  bool always = false;      // every file is raw, whatever its name and contents
+  bool transposed = false;  // 16-bit samples are stored column by column
 };
 
 // Reads a frame; throws frame_error. A file named .raw or .bin is raw, any other is what it begins
 // with.
 frame load_frame(const std::filesystem::path &file, const raw_layout &layout);
 
-// bmp, png, pgm, raw or bin: the given one, or what the file's extension says, or PGM for standard
-// output. Throws command_error for another, and for one that cannot hold such samples: 16-bit ones
-// go into PGM and raw files only.
+// The names of the formats that frames are written in.
+std::vector<std::string> output_formats();
+
+// One of them: the given one, or what the file's extension says, or PGM for standard output. Throws
+// command_error for another, and for one that cannot hold such samples: 16-bit ones go into PGM and
+// raw files only.
 std::string output_format(const std::filesystem::path &file, const std::string &given,
                           bool raw_samples);
 

@@ -7,7 +7,14 @@
 
 namespace tools {
 
-// What raw files do not say themselves.
+// A number whose default the help tells.
+CLI::Option *add_number(CLI::App *command, const char *name, int32_t &to, const char *text,
+                        int32_t low = INT32_MIN, int32_t high = INT32_MAX);
+
+// --as, for output_format.
+void add_format_option(CLI::App *command, std::string &format, const char *text);
+
+// What raw files and 16-bit samples do not say themselves.
 void add_layout_options(CLI::App *command, raw_layout &layout);
 
 // These and what the measures depend on.

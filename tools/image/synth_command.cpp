@@ -166,8 +166,7 @@ void add_synth_command(CLI::App *image, exit_status &result) {
     return command->add_option(name, to, text)->check(size);
   };
   command->add_option("out", o->out, "File to write")->required()->type_name("OUT");
-  command->add_option("--as", o->as, "Format of OUT, whatever its name")
-      ->check(CLI::IsMember({"png", "pgm", "bmp", "raw", "bin"}));
+  add_format_option(command, o->as, "Format of OUT, whatever its name");
   command->add_option("--truth", o->truth, "File for the defects and their places as JSON");
   count("--width", o->width, "Width in pixels")->capture_default_str();
   count("--height", o->height, "Height in pixels")->capture_default_str();

@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <string>
 
+#include "tools/exit_status.h"
+
 namespace tools {
 
 // The name for standard input and output.
@@ -20,6 +22,12 @@ inline FILE *lines_beside(const std::string &output) {
 template <typename... Parts>
 void print(FILE *to, fmt::format_string<Parts...> pattern, Parts &&...parts) {
   fputs(fmt::format(pattern, std::forward<Parts>(parts)...).c_str(), to);
+}
+
+// Ends the program with a reason unless it holds.
+template <typename... Parts>
+void need(bool holds, exit_status status, fmt::format_string<Parts...> reason, Parts &&...parts) {
+  if (!holds) throw command_error(status, fmt::format(reason, std::forward<Parts>(parts)...));
 }
 
 // Control characters and bytes that are no UTF-8 are escaped.
