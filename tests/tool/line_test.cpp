@@ -339,8 +339,9 @@ TEST(Tool, Device) {
 
       // An error event is told, and no reason to spin.
       {"wait-interrupt --timeout 5000 " + error, 1, "-> error event 0x8, no interrupt"},
-      {"wait-interrupt -q " + error + " & sleep 0.4; kill -TERM $!; wait $!", 8,
-          "result wait-inter", "stopped by SIGTERM; the interrupt is disarmed\n"},
+      {"wait-interrupt -q " + error +
+              " & until grep -qs 'EnableInt 1' stderr; do sleep 0.01; done; kill -TERM $!; wait $!",
+          8, "result wait-inter", "stopped by SIGTERM; the interrupt is disarmed\n"},
   };
   check_all(rows, "S=" + kShipped.string() + "; orva-fp device --simulate ");
 }
