@@ -88,11 +88,14 @@ template <typename T>
 inline constexpr none_then_all<T> kNoneThenAll;
 
 // Calls work(place) for place 0, Step, 2 * Step and so on while a whole step fits into size.
-// Returns the first place without work. The loop takes Group places per turn, then four, then one.
+// Returns the first place without work. The loop takes Group places per turn, at most 16, then
+// four, then one.
 template <size_t Step, size_t Group, typename Work>
 ORVA_INLINE inline size_t for_each_step(size_t size, Work work, size_t place = 0) {
+  static_assert(Group <= 16);
   const size_t end = place + (size - place) / (Group * Step) * (Group * Step);
   for (; place != end; place += Group * Step) {
+#pragma GCC unroll 16
     for (size_t k = 0; k < Group; ++k) work(place + k * Step);
   }
   if constexpr (Group > 4) return for_each_step<Step, 4>(size, work, place);
