@@ -233,23 +233,36 @@ ORVA_INLINE inline uint8_t largest_lane(vector<uint8_t> v) {
 class byte_minimum {
  public:
   ORVA_INLINE void add(const uint8_t *bytes, size_t size) {
-    for_each_overlapping_block<4 * kVectorBytes>(size, [&](size_t offset, auto count) ORVA_INLINE {
-      const uint8_t *block = bytes + offset;
-      if (count < kVectorBytes) {
-        for (size_t i = 0; i < count; ++i) single_ = minimum(single_, block[i]);
-        return;
-      }
-      // The minima within a block do not wait for the block before it.
-      auto least = load<vector<uint8_t>>(block);
-      for (size_t i = kVectorBytes; i < count; i += kVectorBytes) {
-        least = minimum(least, load<vector<uint8_t>>(block + i));
-      }
-      lanes_ = minimum(lanes_, least);
-    });
+    if (size < kBlock) {
+      for_each_overlapping_vector<uint8_t>(size, [&](size_t i, auto lanes) ORVA_INLINE {
+        if constexpr (lanes == 1) {
+          single_ = minimum(single_, bytes[i]);
+        } else {
+          lanes_ = minimum(lanes_, load<vector<uint8_t>>(bytes + i));
+        }
+      });
+      return;
+    }
+    const auto one = [&](size_t offset) ORVA_INLINE { add_block<kBlock>(bytes + offset); };
+    const auto two = [&](size_t offset) ORVA_INLINE { add_block<2 * kBlock>(bytes + offset); };
+    const size_t end = for_each_step<kBlock, 1>(size, one, for_each_step<2 * kBlock, 1>(size, two));
+    if (end != size) one(size - kBlock);
   }
   ORVA_INLINE uint8_t value() const { return minimum(single_, smallest_lane(lanes_)); }
 
  private:
+  static constexpr size_t kBlock = 64;
+
+  // The minima within a block do not wait for the block before it.
+  template <size_t Size>
+  ORVA_INLINE void add_block(const uint8_t *block) {
+    auto least = load<vector<uint8_t>>(block);
+    for (size_t i = kVectorBytes; i < Size; i += kVectorBytes) {
+      least = minimum(least, load<vector<uint8_t>>(block + i));
+    }
+    lanes_ = minimum(lanes_, least);
+  }
+
   vector<uint8_t> lanes_ = splat<uint8_t>(255);
   uint8_t single_ = 255;
 };
