@@ -90,7 +90,7 @@ class sensor_test_run {
     return milliseconds;
   }
 
-  // Compares the run with a recording that is not empty. Tells all that is wrong; the status is
+  // Compares the run with a recording, unless that is empty. Tells all that is wrong; the status is
   // that of the worst.
   exit_status judge(const recording &against) {
     exit_status status = kPass;

@@ -30,8 +30,8 @@ class trace {
 
   void event(const simulator::event &what);
 
-  // Writes the recording, not event by event: a run waits for no disk, and a failure must not throw
-  // through the library.
+  // Writes the recording and throws when it cannot. An event is not written as it happens: the run
+  // would wait for the disk, and a failure would be thrown through the library.
   void close_recording();
 
   // What an operation ended with; returns whether it is FP_OK.

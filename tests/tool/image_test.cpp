@@ -222,6 +222,8 @@ TEST(ImageTool, BadFrameIsNamedAndTheBatchGoesOn) {
           "damaged PGM: a sample of 513 where 511 is the largest"},
       {"printf 'P5 99999999999 9 255\n' >", "huge.pgm",
           "99999999999 x 9 is more than the 8405024 pixels"},
+      {"printf 'P5 1 2 65535\n1111' >", "dummy.pgm",
+          "nothing is left without the T dummy; see --keep-dummy"},
       {"mkdir ", "folder.png", "Is a directory"},
   };
   std::string command =

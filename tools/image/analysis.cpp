@@ -24,7 +24,7 @@ void take_raw(analysis &a, const std::filesystem::path &file, frame f,
       f.largest == WHITE_NOISE_LEVEL && width > 2 && f.size() - 2 * height >= WHITE_NOISE_MIN_COUNT,
       is_mq4xx_white_noise(f.samples.data(), width, height) != 0};
   a.raw = raw_facts{f.width, f.height, f.sample_bits, 0, 0, !settings.keep_dummy};
-  if (!settings.keep_dummy) f = without_dummy(file, f);
+  if (!settings.keep_dummy) f = without_dummy(file, f, "; see --keep-dummy");
   for (const int32_t sample : f.samples) {
     if (sample == WHITE_NOISE_LEVEL) {
       ++a.raw->saturated;
@@ -308,9 +308,9 @@ std::vector<uint8_t> upper_bits(const frame &f) {
   return pixels;
 }
 
-frame without_dummy(const std::filesystem::path &file, const frame &f) {
+frame without_dummy(const std::filesystem::path &file, const frame &f, const std::string &hint) {
   if (f.width < 2 || f.height < 2) {
-    throw frame_error(file, "nothing is left without the T dummy");
+    throw frame_error(file, "nothing is left without the T dummy" + hint);
   }
   frame result = f;
   --result.width;

@@ -154,9 +154,10 @@ struct analysis {
 // The upper 8 of the bits in use: 255 for samples that need more.
 std::vector<uint8_t> upper_bits(const frame &f);
 
-// A 16-bit frame without row 0 and the middle column. file is for the text of a frame_error: a
-// frame that holds nothing but dummy samples.
-frame without_dummy(const std::filesystem::path &file, const frame &f);
+// A 16-bit frame without row 0 and the middle column. A frame that holds nothing but dummy samples
+// is a frame_error, for whose text the file and the hint are.
+frame without_dummy(const std::filesystem::path &file, const frame &f,
+                    const std::string &hint = "");
 
 // Any number of threads may analyse at once. Throws as without_dummy.
 analysis analyse(const std::filesystem::path &file, frame f, const inspect_settings &settings);
