@@ -234,6 +234,8 @@ TEST(Tool, SensorTest) {
           "!out/fp_data.bin.sheet.png"},
       {"run 1000 normal-scan-pass --verdict", 0, "RESULT : PASS\n"},
       {"run 1000 normal-scan-reset-fails", 0, "result FP_OK (0), RESULT : FAIL (reset)\n"},
+      {R"(steps '{"action": "finish", "text": "RESULT : PASS\u000alot 7"}'; run 1000 case.json)", 0,
+          "result FP_OK (0), RESULT : PASS\n"},
       {"run 1000 normal-scan-reset-fails --verdict", 7,
           "FP_OK (0), RESULT : FAIL (reset), where \"RESULT : PASS\" was expected\n"},
       {"run 1000 normal-scan-reset-fails --expect 'RESULT: FAIL (reset)'", 0},
