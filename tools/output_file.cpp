@@ -3,12 +3,11 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "tools/exit_status.h"
 
@@ -18,49 +17,37 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t kNewFileMode = 0666;
-
 int standard_output_error = 0;  // of the first flush that failed
 
-std::string temporary_name(const std::string &path) {
+fs::path temporary_beside(const fs::path &file) {
   static std::atomic<unsigned> count;
-  const std::string name =
-      ".orva-fp-" + std::to_string(getpid()) + "-" + std::to_string(++count) + ".part";
-  return (fs::path(path).parent_path() / name).string();
+  const std::string unique = std::to_string(getpid()) + "-" + std::to_string(++count);
+  return file.parent_path() / (".orva-fp-" + unique + ".part");
 }
 
-[[noreturn]] void refuse(const std::string &name, int error) {
+[[noreturn]] void refuse(const std::string &name, int error = errno) {
   throw command_error(kBadOutput, name + ": " + strerror(error));
 }
 
 }  // namespace
 
-output_file::output_file(const std::string &path) : path_(path), final_(path) {
+output_file::output_file(const std::string &path) : name_(path == "-" ? "standard output" : path) {
+  std::error_code none;
+  final_ = fs::exists(path, none) ? fs::canonical(path, none) : fs::path(path);
+  const fs::file_status old = fs::status(final_, none);
+  const bool replaces = path != "-" && fs::exists(old);
+  if (replaces && access(final_.c_str(), W_OK) != 0) refuse(name_);
   if (path == "-") {
     fflush(stdout);
     handle_ = dup(STDOUT_FILENO);
-    if (handle_ == -1) fail(errno);
-    return;
-  }
-  std::error_code none;
-  const fs::path target = fs::canonical(path, none);
-  if (!none) final_ = target.string();
-
-  struct stat old {};
-  const bool replaces = stat(final_.c_str(), &old) == 0;
-  if (replaces && access(final_.c_str(), W_OK) != 0) fail(errno);
-  if (replaces && !S_ISREG(old.st_mode)) {
+  } else if (replaces && !fs::is_regular_file(old)) {
     handle_ = open(final_.c_str(), O_WRONLY | O_CLOEXEC);
   } else {
-    temporary_ = temporary_name(final_);
-    handle_ = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode);
+    temporary_ = temporary_beside(final_);
+    handle_ = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   }
-  if (handle_ == -1) {
-    const int error = errno;
-    temporary_.clear();
-    fail(error);
-  }
-  if (replaces && !temporary_.empty()) fchmod(handle_, old.st_mode & 07777);
+  if (handle_ == -1) refuse(name_);
+  if (replaces && !temporary_.empty()) fchmod(handle_, static_cast<mode_t>(old.permissions()));
 }
 
 output_file::~output_file() {
@@ -72,22 +59,18 @@ void output_file::write(std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = ::write(handle_, bytes.data(), bytes.size());
     if (written == -1 && errno == EINTR) continue;
-    if (written == -1) fail(errno);
+    if (written == -1) refuse(name_);
     bytes.remove_prefix(static_cast<size_t>(written));
   }
 }
 
 void output_file::commit() {
-  if (!temporary_.empty() && fsync(handle_) != 0) fail(errno);
-  const int closed = close(handle_);
-  handle_ = -1;
-  if (closed != 0) fail(errno);
+  if (!temporary_.empty() && fsync(handle_) != 0) refuse(name_);
+  if (close(std::exchange(handle_, -1)) != 0) refuse(name_);
   if (temporary_.empty()) return;
-  if (rename(temporary_.c_str(), final_.c_str()) != 0) fail(errno);
+  if (rename(temporary_.c_str(), final_.c_str()) != 0) refuse(name_);
   temporary_.clear();
 }
-
-void output_file::fail(int error) const { refuse(path_ == "-" ? "standard output" : path_, error); }
 
 void write_output_file(const std::string &path, std::span<const uint8_t> bytes) {
   output_file file(path);
@@ -100,11 +83,10 @@ void refuse_output_folder(const std::string &folder, const std::string &why) {
 }
 
 void prepare_output_folder(const std::string &folder) {
-  const auto refuse_for = [&](int error) { refuse_output_folder(folder, strerror(error)); };
-  std::error_code none;
-  if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) refuse_for(errno);
-  if (!fs::is_directory(folder, none)) refuse_for(ENOTDIR);
-  if (access(folder.c_str(), W_OK | X_OK) != 0) refuse_for(errno);
+  const bool there = mkdir(folder.c_str(), 0777) == 0 || errno == EEXIST;
+  // With the slash only a folder is found.
+  if (there && access((folder + "/").c_str(), W_OK | X_OK) == 0) return;
+  refuse_output_folder(folder, strerror(errno));
 }
 
 void flush_standard_output() {

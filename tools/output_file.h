@@ -3,6 +3,7 @@
 #define ORVA_TOOLS_OUTPUT_FILE_H
 
 #include <cstdint>
+#include <filesystem>
 #include <span>
 #include <string>
 #include <string_view>
@@ -24,11 +25,9 @@ class output_file {
   void commit();
 
  private:
-  [[noreturn]] void fail(int error) const;
-
-  const std::string path_;
-  std::string final_;      // path_ with its links followed
-  std::string temporary_;  // empty where path_ is written to directly
+  const std::string name_;           // for messages
+  std::filesystem::path final_;      // with its links followed
+  std::filesystem::path temporary_;  // empty where the path is written to directly
   int handle_ = -1;
 };
 
