@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstring>
 #include <fmt/format.h>
-#include <fstream>
 #include <iterator>
 #include <sstream>
 
+#include "simulator/json_reader.h"
 #include "tools/exit_status.h"
 #include "tools/output_file.h"
 
@@ -22,17 +22,17 @@ constexpr size_t kLongestLog = 1023;
 // A text that is too long is cut before a character of at most so many bytes.
 constexpr size_t kLongestCharacter = 4;
 
+// Empty for one that is not there, or is larger than any that is saved.
 std::string contents(const fs::path &file) {
-  std::error_code none;
-  if (!fs::is_regular_file(file, none)) return "";
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
+  std::string problem;
+  return simulator::read_bytes(file, SENSOR_TEST_DATA_SIZE, problem).value_or("");
 }
 
-// Why a file does not hold what was saved. The library does not tell; doing it once more does.
-std::string reason(const fs::path &file, const std::string &bytes) {
+// Why a file does not hold what was saved. The library does not tell; writing so much once more
+// does.
+std::string reason(const fs::path &file, size_t size) {
   try {
-    output_file(file.string()).write(bytes);
+    output_file(file.string()).write(std::string(size, ' '));
   } catch (const command_error &error) {
     return error.what();
   }
@@ -74,25 +74,25 @@ void result_files::expect(const sensor_test_reply &reply) {
 
 std::vector<std::string> result_files::problems() const {
   std::vector<std::string> found;
-  const auto check = [&](const fs::path &file, bool saved, const std::string &wanted, bool holds) {
+  // Nothing was saved where the size is 0.
+  const auto check = [&](const fs::path &file, size_t size, const auto &is_whole) {
     std::error_code none;
-    if (!saved && fs::exists(file)) {
+    if (size == 0 && fs::exists(file)) {
       found.push_back(file.string() + ": of an earlier run, could not be removed");
-    } else if (saved && !holds) {
-      const uintmax_t size = fs::file_size(file, none);
-      found.push_back(fmt::format("{}; {} of {} bytes are there", reason(file, wanted),
-                                  none ? 0 : size, wanted.size()));
+    } else if (size != 0 && !is_whole(contents(file))) {
+      const uintmax_t there = fs::file_size(file, none);
+      found.push_back(
+          fmt::format("{}; {} of {} bytes are there", reason(file, size), none ? 0 : there, size));
     }
   };
-  check(data_, !bytes_.empty(), bytes_, contents(data_) == bytes_);
-
-  const std::string log = contents(log_), text = text_.value_or("");
-  const std::string kept = log.substr(std::min(log.size(), kDateSize));
-  const bool whole = kept == text;
-  const bool cut = text.starts_with(kept) && log.size() > kLongestLog - kLongestCharacter;
-  const size_t size = std::min(kDateSize + text.size(), kLongestLog);
-  check(log_, text_.has_value(), std::string(size, ' '),
-        log.starts_with("Date: ") && (whole || cut));
+  check(data_, bytes_.size(), [&](const std::string &data) { return data == bytes_; });
+  const std::string text = text_.value_or("");
+  const size_t log_size = text_ ? std::min(kDateSize + text.size(), kLongestLog) : 0;
+  check(log_, log_size, [&](const std::string &log) {
+    const std::string kept = log.substr(std::min(log.size(), kDateSize));
+    const bool cut = text.starts_with(kept) && log.size() > kLongestLog - kLongestCharacter;
+    return log.starts_with("Date: ") && (kept == text || cut);
+  });
   return found;
 }
 
@@ -113,8 +113,7 @@ std::string result_files::verdict() const {
 }
 
 bool result_files::log_has_line(const std::string &text) const {
-  const std::vector<std::string> lines = log_lines();
-  return std::any_of(lines.begin(), lines.end(), [&](const std::string &line) {
+  return std::ranges::any_of(log_lines(), [&](const std::string &line) {
     return words_of(line, "") == words_of(text, "");
   });
 }
