@@ -28,8 +28,6 @@ Standard output shows every command to the driver, every wait and the status of 
 
 constexpr char kStateHelp[] = "on, off or another number for the driver";
 
-constexpr uint32_t kLongestLimitMs = 0x7FFFFFFF;
-
 // A node with an error event is readable at once, again and again.
 constexpr std::chrono::milliseconds kPauseAfterErrorEvent{100};
 constexpr uint32_t kErrorEventsForALine = 10;
@@ -83,7 +81,7 @@ class device_command {
     wait_command
         ->add_option("--timeout-ms,--timeout", wait_.timeout_ms,
                      "Time limit in milliseconds; until Ctrl-C without it")
-        ->check(CLI::Range(uint32_t{0}, kLongestLimitMs));
+        ->check(CLI::Range(uint32_t{0}, uint32_t{INT32_MAX}));
     wait_command->add_option("--count", wait_.count, "Wait for so many, armed anew for each")
         ->check(CLI::PositiveNumber);
 
@@ -120,23 +118,23 @@ class device_command {
     } else if (simulate_) {
       simulate({.interrupts = std::vector(kInterrupts, plan)});
     }
-    show_ = std::make_unique<trace>(shown_);
-    simulator::observe([this](const simulator::command &c) { show_->event(c); });
+    simulator::observe([this](const simulator::command &c) { show_.event(c); });
     simulator::observe_waits([this](const simulator::wait &w) { saw(w); });
     catch_stop_signals();
 
     const int32_t opened = orvaFpDeviceOpen(&g_fp_device_handle);
-    bool passed = show_->status("open", opened);
+    ended("open", opened);
     if (opened == FP_ERR_NO_DEVICE) complain(describe_node_error(why_node_does_not_open()));
     for (const auto &[name, operate] : operations_) {
-      passed = passed && stop_signal() == 0 && show_->status(name, operate());
+      if (failure_.empty() && stop_signal() == 0) ended(name, operate());
     }
     if (g_fp_device_handle != 0) {
-      passed &= show_->status("close", orvaFpDeviceClose(std::exchange(g_fp_device_handle, 0)));
+      ended("close", orvaFpDeviceClose(std::exchange(g_fp_device_handle, 0)));
     }
-    if (stop_signal() != 0) complain(describe_stop(show_->interrupt_armed()));
-    const exit_status status = stop_signal() != 0 ? kStopped : passed ? kPass : kFailingStatus;
-    show_->last_line(status == kPass ? look::kGood : look::kBad, "result", show_->worst());
+    if (stop_signal() != 0) complain(describe_stop(show_.interrupt_armed()));
+    const exit_status passed_or_not = failure_.empty() ? kPass : kFailingStatus;
+    const exit_status status = stop_signal() != 0 ? kStopped : passed_or_not;
+    show_.last_line(status == kPass, "result", failure_.empty() ? named(FP_OK) : failure_);
     simulator::observe(nullptr);
     simulator::observe_waits(nullptr);
     return status;
@@ -164,6 +162,11 @@ class device_command {
     return command->add_option("value", *value, help)->required();
   }
 
+  void ended(const std::string &name, int32_t status) {
+    show_.status(name, status);
+    if (status != FP_OK && failure_.empty()) failure_ = name + " " + named(status);
+  }
+
   // Without an interrupt, or with a signal, it does not go on to the next.
   operation wait(wait_options o) {
     return [this, o] {
@@ -171,7 +174,7 @@ class device_command {
       for (uint32_t i = 1; i <= o.count && status == FP_OK && stop_signal() == 0; ++i) {
         status = wait_interrupt_in_sensor_test(o.timeout_ms);
         if (status != FP_OK || o.count == 1) continue;
-        show_->event(look::kGood, fmt::format("interrupt {}", i), fmt::format("of {}", o.count));
+        show_.event(look::kGood, fmt::format("interrupt {}", i), fmt::format("of {}", o.count));
       }
       return status;
     };
@@ -193,7 +196,7 @@ class device_command {
                            std::max({static_cast<uint32_t>(bytes.size()), o.rx, o.len}),
                            given(received), given(o.param), o.speed_hz);
       if (status == FP_OK && o.rx != 0) {
-        show_->note("received", fmt::format("{:02x}", fmt::join(received, " ")));
+        show_.note("received", fmt::format("{:02x}", fmt::join(received, " ")));
       }
       return status;
     };
@@ -205,7 +208,7 @@ class device_command {
     const bool error = w.outcome == simulator::wait_outcome::kErrorEvent;
     if (w.outcome == simulator::wait_outcome::kInterrupt ||
         (error && error_events_++ % kErrorEventsForALine == 0)) {
-      show_->event(w);
+      show_.event(w);
     }
     if (error) std::this_thread::sleep_for(kPauseAfterErrorEvent);
   }
@@ -217,7 +220,8 @@ class device_command {
   wait_options wait_;
   command_options command_;
   std::vector<std::pair<std::string, operation>> operations_;
-  std::unique_ptr<trace> show_;
+  trace show_{shown_};
+  std::string failure_;  // the first status that was not FP_OK, with its operation
   uint32_t error_events_ = 0;
 };
 

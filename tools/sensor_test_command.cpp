@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <memory>
+#include <optional>
 #include <sys/file.h>
 
 #include <orva_fp/device.h>
@@ -37,18 +38,18 @@ constexpr char kUsualVerdict[] = "RESULT : PASS";
 // What the callback returns to end a run that is to stop.
 constexpr int32_t kStopRequested = -EINTR;
 
-using recording = std::vector<simulator::recorded>;
-
 struct options {
   int32_t script = 0;
-  std::string scenario;
+  std::string scenario_file;
+  simulator::scenario scenario;
   std::string folder;  // of the result files
   std::string serial;
   bool simulated = false;
   trace_options shown;
-  std::string record;    // to write, none when empty
-  std::string against;   // to compare with, none when empty
-  std::string expected;  // line of the result log, any when empty
+  std::string record;  // recording to write, none when empty
+  std::string against_file;
+  std::vector<simulator::recorded> against;  // to compare with, unless empty
+  std::string expected;                      // line of the result log, any when empty
   uint32_t repeat = 1;
   bool inspect = false;
 };
@@ -61,23 +62,22 @@ std::string with_size(const std::filesystem::path &file) {
 
 class sensor_test_run {
  public:
-  sensor_test_run(const options &o, const simulator::scenario &scenario)
-      : options_(o),
-        scenario_(scenario),
-        secure_side_(scenario.steps),
-        files_(o.folder, o.script),
-        show_(o.shown, o.record) {}
+  explicit sensor_test_run(const options &o)
+      : options_(o), secure_side_(o.scenario.steps), files_(o.folder, o.script), show_(o.shown) {
+    if (!o.record.empty()) recording_.emplace(o.record);
+  }
 
   // Returns how long it took, in milliseconds.
   double play() {
-    show_.note("scenario", scenario_.name + ": " + scenario_.description);
+    const simulator::scenario &scenario = options_.scenario;
+    show_.note("scenario", scenario.name + ": " + scenario.description);
     files_.remove_old();
-    if (options_.simulated) simulate(scenario_.sensor);
+    if (options_.simulated) sensor_ = &simulate(scenario.sensor);
     simulator::observe([this](const simulator::command &c) { show_.event(c); });
     simulator::observe_waits([this](const simulator::wait &w) { show_.event(w); });
     secure_side_.observe([this](const simulator::exchange &e) { show_.event(e); });
 
-    show_.event(simulator::run_start{options_.script, options_.simulated, scenario_.name});
+    show_.event(simulator::run_start{options_.script, options_.simulated, scenario.name});
     status_ =
         orvaFpSensorTest(options_.script, 0, 0, 0, request, this, 0, 0, options_.folder.c_str());
     simulator::observe(nullptr);
@@ -90,9 +90,8 @@ class sensor_test_run {
     return milliseconds;
   }
 
-  // Compares the run with a recording, unless that is empty. Tells all that is wrong; the status is
-  // that of the worst.
-  exit_status judge(const recording &against) {
+  // Tells all that is wrong; the status is that of the worst.
+  exit_status judge() {
     exit_status status = kPass;
     const auto tell = [&](exit_status what, const std::string &text) {
       complain(text);
@@ -102,9 +101,11 @@ class sensor_test_run {
     if (node_error_ != 0) complain(describe_node_error(node_error_));
     for (const std::string &problem : files_.problems()) tell(kBadOutput, problem);
     if (status != kStopped) {
-      for (const std::string &problem : problems()) tell(kUnexpected, "unexpected: " + problem);
+      look_for_unexpected(
+          [&](const std::string &what) { tell(kUnexpected, "unexpected: " + what); });
     }
     if (status == kPass && status_ != FP_OK) status = kFailingStatus;
+    const auto &against = options_.against;
     const std::string difference =
         against.empty() ? "" : simulator::first_difference(against, show_.events());
     if (!difference.empty()) tell(kDiffers, "differs from the recording: " + difference);
@@ -116,8 +117,8 @@ class sensor_test_run {
       told += fmt::format(", where \"{}\" was expected", options_.expected);
       if (status == kPass) status = kOtherVerdict;
     }
-    const bool failed = status != kPass || verdict.find("FAIL") != std::string::npos;
-    show_.last_line(failed ? look::kBad : look::kGood, "result", told);
+    const bool good = status == kPass && verdict.find("FAIL") == std::string::npos;
+    show_.last_line(good, "result", told);
     return status;
   }
 
@@ -142,31 +143,37 @@ class sensor_test_run {
     show_.note("data file", with_size(files_.data()));
     show_.note("total", fmt::format("{} exchanges, {} commands", show_.count<simulator::exchange>(),
                                     show_.count<simulator::command>()));
-    show_.close_recording();
+    if (!recording_) return;
+    // Not as it happens: the run would wait for the disk, and a failure would be thrown through the
+    // library.
+    for (const auto &event : show_.events()) recording_->write(simulator::line_of(event) + "\n");
+    recording_->commit();
   }
 
-  // What was not as the scenario says.
-  std::vector<std::string> problems() const {
-    std::vector<std::string> found = secure_side_.problems();
-    if (options_.simulated) {
-      for (const std::string &wrong : simulation_problems()) found.push_back(wrong);
-      if (status_ != scenario_.status) {
-        found.push_back(fmt::format("the run ended with {}, the scenario with {}", named(status_),
-                                    named(scenario_.status)));
+  // Hands on what was not as the scenario says.
+  void look_for_unexpected(const std::function<void(const std::string &)> &tell) const {
+    const simulator::scenario &scenario = options_.scenario;
+    std::ranges::for_each(secure_side_.problems(), tell);
+    if (sensor_ != nullptr) {
+      std::ranges::for_each(sensor_->problems(), tell);
+      std::ranges::for_each(sensor_->unmet_faults(), tell);
+      if (status_ != scenario.status) {
+        tell(fmt::format("the run ended with {}, the scenario with {}", named(status_),
+                         named(scenario.status)));
       }
     }
     if (status_ == FP_OK && !secure_side_.finished()) {
-      found.push_back(fmt::format("the run made {} requests, the scenario has {} steps",
-                                  secure_side_.requests().size(), scenario_.steps.size()));
+      tell(fmt::format("the run made {} requests, the scenario has {} steps",
+                       secure_side_.requests().size(), scenario.steps.size()));
     }
-    return found;
   }
 
   const options &options_;
-  const simulator::scenario &scenario_;
+  const simulator::sensor_model *sensor_ = nullptr;  // the simulated one
   simulator::secure_side secure_side_;
   result_files files_;
   trace show_;
+  std::optional<output_file> recording_;
   int32_t status_ = FP_OK;
   int node_error_ = 0;
 };
@@ -183,14 +190,14 @@ simulator::frame_shape last_frame(const simulator::scenario &scenario) {
   return scenario.steps.empty() ? simulator::frame_shape{} : scenario.steps.back().frame;
 }
 
-void check(const options &o, const simulator::scenario &scenario) {
+void check(const options &o) {
   const auto refuse = [](const std::string &why) { throw command_error(kBadUsage, why); };
-  if (o.inspect && last_frame(scenario).width == 0) {
-    refuse(fmt::format("scenario {} ends without a frame to inspect", scenario.name));
+  if (o.inspect && last_frame(o.scenario).width == 0) {
+    refuse(fmt::format("scenario {} ends without a frame to inspect", o.scenario.name));
   }
   if (o.inspect && o.shown.json) refuse("--inspect prints a table, which is no JSON");
-  if (!scenario.is_meant_for(o.script)) {
-    refuse(fmt::format("scenario {} is not meant for script {}", scenario.name, o.script));
+  if (!o.scenario.is_meant_for(o.script)) {
+    refuse(fmt::format("scenario {} is not meant for script {}", o.scenario.name, o.script));
   }
   if (!o.expected.empty() && !result_files(o.folder, o.script).has_log()) {
     refuse("SNR1 saves no result log that could hold the text of --expect or --verdict");
@@ -199,15 +206,14 @@ void check(const options &o, const simulator::scenario &scenario) {
 
 // Every run, with a line that sums them up when there are several. The status is the first that is
 // not a pass.
-exit_status run_all(const options &o, const simulator::scenario &scenario,
-                    const recording &against) {
+exit_status run_all(const options &o) {
   exit_status worst = kPass;
   std::vector<double> milliseconds;
   uint32_t passed = 0;
   while (milliseconds.size() < o.repeat && stop_signal() == 0) {
-    sensor_test_run run(o, scenario);
+    sensor_test_run run(o);
     milliseconds.push_back(run.play());
-    const exit_status status = run.judge(against);
+    const exit_status status = run.judge();
     if (worst == kPass) worst = status;
     passed += status == kPass ? 1 : 0;
   }
@@ -215,20 +221,19 @@ exit_status run_all(const options &o, const simulator::scenario &scenario,
   const size_t runs = milliseconds.size();
   const auto [fastest, slowest] = std::minmax_element(milliseconds.begin(), milliseconds.end());
   trace(o.shown).last_line(
-      passed == runs ? look::kGood : look::kBad, "runs",
+      passed == runs, "runs",
       fmt::format("{}, {} passed, {} failed, fastest {:.1f} ms, slowest {:.1f} ms", runs, passed,
                   runs - passed, *fastest, *slowest));
   return worst;
 }
 
 // Goes on to the contact sheet of the data file.
-exit_status inspect_data([[maybe_unused]] const std::string &folder,
-                         [[maybe_unused]] simulator::frame_shape shape) {
+exit_status inspect_data([[maybe_unused]] const options &o) {
 #ifdef ORVA_FP_IMAGE_COMMAND
-  fflush(stdout);
+  const simulator::frame_shape shape = last_frame(o.scenario);
   inspect_job job;
-  job.files = {folder + "/" ORVA_FP_DATA_FILE};
-  job.out = folder;
+  job.files = {o.folder + "/" ORVA_FP_DATA_FILE};
+  job.out = o.folder;
   job.settings.layout = {.width = static_cast<int32_t>(shape.width),
                          .height = static_cast<int32_t>(shape.height),
                          .bits = 8};
@@ -241,10 +246,10 @@ exit_status inspect_data([[maybe_unused]] const std::string &folder,
 }
 
 exit_status run(options o) {
-  const simulator::scenario scenario = simulator::load_scenario(o.scenario);
-  const recording against = o.against.empty() ? recording() : simulator::read_recording(o.against);
-  check(o, scenario);
-  if (o.simulated) simulate(scenario.sensor);
+  o.scenario = simulator::load_scenario(o.scenario_file);
+  if (!o.against_file.empty()) o.against = simulator::read_recording(o.against_file);
+  check(o);
+  if (o.simulated) simulate(o.scenario.sensor);
 
   prepare_output_folder(o.folder);
   if (!o.serial.empty()) prepare_output_folder(o.folder += "/" + o.serial);
@@ -254,8 +259,8 @@ exit_status run(options o) {
   }
   lock_folder(o.folder);
   catch_stop_signals();
-  const exit_status status = run_all(o, scenario, against);
-  return status == kPass && o.inspect ? inspect_data(o.folder, last_frame(scenario)) : status;
+  const exit_status status = run_all(o);
+  return status == kPass && o.inspect ? inspect_data(o) : status;
 }
 
 std::string check_serial(const std::string &name) {
@@ -278,7 +283,7 @@ void add_sensor_test_command(CLI::App &app, exit_status &result) {
       ->required()
       ->check(CLI::Range(ORVA_SCRIPT_NORMAL_SCAN, ORVA_SCRIPT_SNR2_VARIANT));
   command
-      ->add_option("--scenario", o->scenario,
+      ->add_option("--scenario", o->scenario_file,
                    "Scenario (docs/scenarios.md) or, named *.jsonl, recording (docs/recordings.md)")
       ->required();
   command->add_option("--out", o->folder, "Folder of the result files; created if missing")
@@ -300,7 +305,7 @@ void add_sensor_test_command(CLI::App &app, exit_status &result) {
   command
       ->add_option("--record", o->record, "Record every event into this file, best named *.jsonl")
       ->excludes(repeat);
-  command->add_option("--against", o->against,
+  command->add_option("--against", o->against_file,
                       "Compare the run with this recording; exit status 9 when an event differs");
   command->add_option("--trace", o->shown.json, "text, or json for the lines of a recording")
       ->transform(CLI::Transformer(std::map<std::string, bool>{{"text", false}, {"json", true}}));

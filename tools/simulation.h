@@ -3,20 +3,13 @@
 #ifndef ORVA_TOOLS_SIMULATION_H
 #define ORVA_TOOLS_SIMULATION_H
 
-#include <string>
-#include <vector>
-
 #include "simulator/sensor_model.h"
 
 namespace tools {
 
-// Puts a fresh sensor behind the node. orva-fp instead goes on as orva-fp-simulated, which lies
-// beside it, with the same arguments; so call it before anything is printed or changed.
-void simulate(const simulator::sensor_config &sensor);
-
-// What the simulated sensor was sent that it should not have been, and the faults that it was to
-// show and did not.
-std::vector<std::string> simulation_problems();
+// Puts a fresh sensor behind the node and returns it. orva-fp instead goes on as orva-fp-simulated,
+// which lies beside it, with the same arguments; so call it before anything is printed or changed.
+const simulator::sensor_model &simulate(const simulator::sensor_config &sensor);
 
 }  // namespace tools
 

@@ -9,14 +9,12 @@
 
 namespace tools {
 
-void simulate(const simulator::sensor_config &) {
+const simulator::sensor_model &simulate(const simulator::sensor_config &) {
   std::error_code none;
   const std::string program =
       std::filesystem::read_symlink("/proc/self/exe", none).string() + "-simulated";
   execv(program.c_str(), command_line());
   throw command_error(kBadUsage, program + ": " + strerror(errno));
 }
-
-std::vector<std::string> simulation_problems() { return {}; }
 
 }  // namespace tools

@@ -4,13 +4,9 @@
 
 namespace tools {
 
-void simulate(const simulator::sensor_config &sensor) { simulator::attach(sensor); }
-
-std::vector<std::string> simulation_problems() {
-  std::vector<std::string> problems = simulator::sensor().problems();
-  const std::vector<std::string> unmet = simulator::sensor().unmet_faults();
-  problems.insert(problems.end(), unmet.begin(), unmet.end());
-  return problems;
+const simulator::sensor_model &simulate(const simulator::sensor_config &sensor) {
+  simulator::attach(sensor);
+  return simulator::sensor();
 }
 
 }  // namespace tools

@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <fmt/chrono.h>
 #include <span>
 #include <unistd.h>
@@ -23,16 +22,11 @@ bool wants_colour() {
          strcmp(terminal, "dumb") != 0;
 }
 
-int64_t microseconds(clockid_t clock) {
-  timespec now{};
-  clock_gettime(clock, &now);
-  return int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
-}
-
 std::string wall_clock() {
-  const int64_t now_us = microseconds(CLOCK_REALTIME);
-  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(now_us / 1000000),
-                     now_us % 1000000);
+  using namespace std::chrono;
+  const auto since_1970 = floor<microseconds>(system_clock::now().time_since_epoch());
+  return fmt::format("{:%FT%T}.{:06}Z", fmt::gmtime(floor<seconds>(since_1970).count()),
+                     (since_1970 % seconds(1)).count());
 }
 
 // fmt's own print throws when a stream cannot be written.
@@ -67,13 +61,9 @@ std::string named(int32_t status) {
   return fmt::format("{} ({})", orva_fp_status_name(status), status);
 }
 
-trace::trace(const trace_options &options, const std::string &recording)
-    : options_(options), start_us_(microseconds(CLOCK_MONOTONIC)) {
-  if (!recording.empty()) recording_ = std::make_unique<output_file>(recording);
-}
-
 double trace::milliseconds() const {
-  return static_cast<double>(microseconds(CLOCK_MONOTONIC) - start_us_) / 1000;
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start_)
+      .count();
 }
 
 void trace::print(look l, const std::string &time, const std::string &label,
@@ -96,28 +86,18 @@ void trace::note(const std::string &label, const std::string &text) {
   if (!options_.quiet && !options_.json) print(look::kPlain, "", label, text);
 }
 
-void trace::last_line(look l, const std::string &label, const std::string &text) {
-  if (options_.json) {
-    complain(label + ": " + text);
-  } else {
-    print(l, "", label, text);
-  }
+void trace::last_line(bool good, const std::string &label, const std::string &text) {
+  if (options_.json) return complain(label + ": " + text);
+  print(good ? look::kGood : look::kBad, "", label, text);
 }
 
 void trace::event(const simulator::event &what) {
-  events_.push_back(
-      {.at_us = microseconds(CLOCK_MONOTONIC) - start_us_, .time = wall_clock(), .what = what});
+  const auto at_us = static_cast<int64_t>(1000 * milliseconds());
+  events_.push_back({.at_us = at_us, .time = wall_clock(), .what = what});
   std::visit([this](const auto &e) { show(e); }, what);
   if (!options_.json) return;
   put(stdout, simulator::line_of(events_.back()) + "\n");
   flush_standard_output();
-}
-
-void trace::close_recording() {
-  if (!recording_) return;
-  for (const simulator::recorded &r : events_) recording_->write(simulator::line_of(r) + "\n");
-  recording_->commit();
-  recording_.reset();
 }
 
 void trace::show(const simulator::exchange &e) {
@@ -146,14 +126,9 @@ void trace::show(const simulator::wait &w) {
         fmt::format("limit={} -> {}", limit, describe(w)));
 }
 
-bool trace::status(const std::string &what, int32_t status) {
-  const bool passed = status == FP_OK;
-  event(passed ? look::kGood : look::kBad, what, named(status));
-  if (!passed && worst_.empty()) worst_ = what + " " + named(status);
-  return passed;
+void trace::status(const std::string &what, int32_t status) {
+  event(status == FP_OK ? look::kGood : look::kBad, what, named(status));
 }
-
-std::string trace::worst() const { return worst_.empty() ? named(FP_OK) : worst_; }
 
 void complain(const std::string &what) { put(stderr, "orva-fp: " + what + "\n"); }
 

@@ -4,11 +4,10 @@
 #define ORVA_TOOLS_TRACE_H
 
 #include <algorithm>
-#include <memory>
+#include <chrono>
 #include <string>
 
 #include "simulator/recording.h"
-#include "tools/output_file.h"
 
 namespace tools {
 
@@ -25,24 +24,18 @@ std::string named(int32_t status);
 
 class trace {
  public:
-  // Records into a file; none for an empty name.
-  explicit trace(const trace_options &options, const std::string &recording = "");
+  // The options must outlive it.
+  explicit trace(const trace_options &options) : options_(options) {}
 
   void event(const simulator::event &what);
 
-  // Writes the recording and throws when it cannot. An event is not written as it happens: the run
-  // would wait for the disk, and a failure would be thrown through the library.
-  void close_recording();
-
-  // What an operation ended with; returns whether it is FP_OK.
-  bool status(const std::string &what, int32_t status);
-  // The first that was not FP_OK, with its operation.
-  std::string worst() const;
+  // What an operation ended with.
+  void status(const std::string &what, int32_t status);
 
   // A line with or without a time.
   void event(look l, const std::string &label, const std::string &text);
   void note(const std::string &label, const std::string &text);
-  void last_line(look l, const std::string &label, const std::string &text);
+  void last_line(bool good, const std::string &label, const std::string &text);
 
   double milliseconds() const;
   const std::vector<simulator::recorded> &events() const { return events_; }
@@ -62,11 +55,9 @@ class trace {
   void show(const simulator::wait &w);
   void print(look l, const std::string &time, const std::string &label, const std::string &text);
 
-  const trace_options options_;
-  const int64_t start_us_;
-  std::unique_ptr<output_file> recording_;
+  const trace_options &options_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   std::vector<simulator::recorded> events_;
-  std::string worst_;
   bool armed_ = false;
 };
 
