@@ -24,12 +24,10 @@ uint8_t *memory_at(uint64_t address) {
 
 }  // namespace
 
-void observe(std::function<void(const command &)> observer) {
-  command_observer = std::move(observer);
-}
-
-void observe_waits(std::function<void(const wait &)> observer) {
-  wait_observer = std::move(observer);
+void observe(std::function<void(const command &)> commands,
+             std::function<void(const wait &)> waits) {
+  command_observer = std::move(commands);
+  wait_observer = std::move(waits);
 }
 
 void end_waits_at(const volatile sig_atomic_t *flag) { waits_end = flag; }

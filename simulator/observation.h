@@ -30,8 +30,8 @@ struct wait {
 };
 
 // The one observer of each; null for none.
-void observe(std::function<void(const command &)> observer);
-void observe_waits(std::function<void(const wait &)> observer);
+void observe(std::function<void(const command &)> commands,
+             std::function<void(const wait &)> waits = nullptr);
 
 // From the moment at which a signal's handler sets the flag, waits fail with EINTR: the one that is
 // going on, and later ones as they begin.

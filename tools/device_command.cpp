@@ -32,9 +32,9 @@ constexpr char kStateHelp[] = "on, off or another number for the driver";
 constexpr std::chrono::milliseconds kPauseAfterErrorEvent{100};
 constexpr uint32_t kErrorEventsForALine = 10;
 
-// The interrupts of a simulated sensor that no scenario describes.
-constexpr size_t kInterrupts = 1000;
-constexpr uint32_t kInterruptAfterMs = 100;
+// A simulated sensor that no scenario describes: each interrupt comes after 100 ms.
+const simulator::sensor_config kUsualSensor = {
+    .interrupts = std::vector(1000, simulator::interrupt_plan::after(100))};
 
 struct wait_options {
   uint32_t timeout_ms = ORVA_FP_NO_TIME_LIMIT;
@@ -61,6 +61,7 @@ class device_command {
     app_.add_flag("--verbose", shown_.verbose, "Show the bytes of every command record");
     app_.add_flag("-q,--quiet", shown_.quiet, "Show the last line alone");
 
+    need_subcommand(&app_);
     const std::map<std::string, uint32_t> names = {{"off", 0}, {"on", 1}};
     const CLI::Validator on_or_off = CLI::Transformer(names).description("");
     add("open", "Opens the node, no more", [] { return [] { return FP_OK; }; });
@@ -90,12 +91,12 @@ class device_command {
     any->add_option("--code", command_.code, "Command code, 0 to 255")
         ->required()
         ->check(CLI::Range(0, 255));
-    auto *tx = any->add_option("--tx", command_.tx, "Bytes to send, in hexadecimal digits");
-    auto *rx = any->add_option("--rx", command_.rx, "Count of bytes to receive")
-                   ->check(CLI::Range(1, 1 << 20));
+    any->add_option("--tx", command_.tx, "Bytes to send, in hexadecimal digits");
+    any->add_option("--rx", command_.rx, "Count of bytes to receive")
+        ->check(CLI::Range(1, 1 << 20));
     any->add_option("--len", command_.len, "Argument of a command that transfers nothing")
-        ->excludes(tx)
-        ->excludes(rx);
+        ->excludes("--tx")
+        ->excludes("--rx");
     any->add_option("--param", command_.param, "Three parameters A,B,C; as they were without it")
         ->delimiter(',')
         ->expected(3)
@@ -111,15 +112,13 @@ class device_command {
       app_.exit(help);
       return kPass;
     }
-    if (operations_.empty()) throw CLI::RequiredError("A sub-command");
-    const auto plan = simulator::interrupt_plan::after(kInterruptAfterMs);
     if (!scenario_.empty()) {
       simulate(simulator::load_scenario(scenario_).sensor);
     } else if (simulate_) {
-      simulate({.interrupts = std::vector(kInterrupts, plan)});
+      simulate(kUsualSensor);
     }
-    simulator::observe([this](const simulator::command &c) { show_.event(c); });
-    simulator::observe_waits([this](const simulator::wait &w) { saw(w); });
+    simulator::observe([this](const simulator::command &c) { show_.event(c); },
+                       [this](const simulator::wait &w) { saw(w); });
     catch_stop_signals();
 
     const int32_t opened = orvaFpDeviceOpen(&g_fp_device_handle);
@@ -136,7 +135,6 @@ class device_command {
     const exit_status status = stop_signal() != 0 ? kStopped : passed_or_not;
     show_.last_line(status == kPass, "result", failure_.empty() ? named(FP_OK) : failure_);
     simulator::observe(nullptr);
-    simulator::observe_waits(nullptr);
     return status;
   }
 
@@ -181,19 +179,16 @@ class device_command {
   }
 
   operation send(command_options o) {
-    const auto refuse = [](const std::string &why) { throw CLI::ValidationError(why); };
     const auto bytes = simulator::bytes_of_hex(o.tx);
-    if (!bytes) refuse("--tx must be pairs of hexadecimal digits");
+    need(bytes.has_value(), kBadUsage, "--tx must be pairs of hexadecimal digits");
     const auto sent = static_cast<uint32_t>(bytes->size());
-    if (o.rx != 0 && sent != 0 && o.rx != sent) {
-      refuse(fmt::format("--tx and --rx share one length, {} is not {}", sent, o.rx));
-    }
-    return [this, o, bytes = *bytes] {
+    need(o.rx == 0 || sent == 0 || o.rx == sent, kBadUsage,
+         "--tx and --rx share one length, {} is not {}", sent, o.rx);
+    return [this, o, sent, bytes = *bytes] {
       std::vector<uint8_t> received(o.rx);
       const auto given = [](auto &list) { return list.empty() ? nullptr : list.data(); };
       const int32_t status =
-          orva_call_driver(g_fp_device_handle, o.code, given(bytes),
-                           std::max({static_cast<uint32_t>(bytes.size()), o.rx, o.len}),
+          orva_call_driver(g_fp_device_handle, o.code, given(bytes), std::max({sent, o.rx, o.len}),
                            given(received), given(o.param), o.speed_hz);
       if (status == FP_OK && o.rx != 0) {
         show_.note("received", fmt::format("{:02x}", fmt::join(received, " ")));
@@ -205,11 +200,9 @@ class device_command {
   // Tells waits that end without an interrupt only where there is an error event, and not every
   // one.
   void saw(const simulator::wait &w) {
+    const bool interrupt = w.outcome == simulator::wait_outcome::kInterrupt;
     const bool error = w.outcome == simulator::wait_outcome::kErrorEvent;
-    if (w.outcome == simulator::wait_outcome::kInterrupt ||
-        (error && error_events_++ % kErrorEventsForALine == 0)) {
-      show_.event(w);
-    }
+    if (interrupt || (error && error_events_++ % kErrorEventsForALine == 0)) show_.event(w);
     if (error) std::this_thread::sleep_for(kPauseAfterErrorEvent);
   }
 

@@ -2,6 +2,7 @@
 #ifndef ORVA_TOOLS_EXIT_STATUS_H
 #define ORVA_TOOLS_EXIT_STATUS_H
 
+#include <fmt/format.h>
 #include <stdexcept>
 #include <string>
 
@@ -44,6 +45,12 @@ class command_error : public std::runtime_error {
  private:
   exit_status status_;
 };
+
+// Ends the program with a reason unless it holds.
+template <typename... Parts>
+void need(bool holds, exit_status status, fmt::format_string<Parts...> reason, Parts &&...parts) {
+  if (!holds) throw command_error(status, fmt::format(reason, std::forward<Parts>(parts)...));
+}
 
 }  // namespace tools
 

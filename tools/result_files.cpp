@@ -60,7 +60,7 @@ void result_files::remove_old() const {
   const fs::path sheet = data_.string() + ".sheet.png";
   std::error_code error;
   fs::remove(sheet, error);
-  if (error) throw command_error(kBadOutput, sheet.string() + ": " + error.message());
+  need(!error, kBadOutput, "{}: {}", sheet.string(), error.message());
 }
 
 void result_files::expect(const sensor_test_reply &reply) {

@@ -73,15 +73,14 @@ class sensor_test_run {
     show_.note("scenario", scenario.name + ": " + scenario.description);
     files_.remove_old();
     if (options_.simulated) sensor_ = &simulate(scenario.sensor);
-    simulator::observe([this](const simulator::command &c) { show_.event(c); });
-    simulator::observe_waits([this](const simulator::wait &w) { show_.event(w); });
-    secure_side_.observe([this](const simulator::exchange &e) { show_.event(e); });
+    const auto show = [this](const auto &event) { show_.event(event); };
+    simulator::observe(show, show);
+    secure_side_.observe(show);
 
     show_.event(simulator::run_start{options_.script, options_.simulated, scenario.name});
     status_ =
         orvaFpSensorTest(options_.script, 0, 0, 0, request, this, 0, 0, options_.folder.c_str());
     simulator::observe(nullptr);
-    simulator::observe_waits(nullptr);
     orvaFpDeviceClose(std::exchange(g_fp_device_handle, 0));
     if (status_ == FP_ERR_NO_DEVICE) node_error_ = why_node_does_not_open();
     show_.event(simulator::run_end{status_, node_error_});
@@ -191,17 +190,13 @@ simulator::frame_shape last_frame(const simulator::scenario &scenario) {
 }
 
 void check(const options &o) {
-  const auto refuse = [](const std::string &why) { throw command_error(kBadUsage, why); };
-  if (o.inspect && last_frame(o.scenario).width == 0) {
-    refuse(fmt::format("scenario {} ends without a frame to inspect", o.scenario.name));
-  }
-  if (o.inspect && o.shown.json) refuse("--inspect prints a table, which is no JSON");
-  if (!o.scenario.is_meant_for(o.script)) {
-    refuse(fmt::format("scenario {} is not meant for script {}", o.scenario.name, o.script));
-  }
-  if (!o.expected.empty() && !result_files(o.folder, o.script).has_log()) {
-    refuse("SNR1 saves no result log that could hold the text of --expect or --verdict");
-  }
+  need(!o.inspect || last_frame(o.scenario).width != 0, kBadUsage,
+       "scenario {} ends without a frame to inspect", o.scenario.name);
+  need(!o.inspect || !o.shown.json, kBadUsage, "--inspect prints a table, which is no JSON");
+  need(o.scenario.is_meant_for(o.script), kBadUsage, "scenario {} is not meant for script {}",
+       o.scenario.name, o.script);
+  need(o.expected.empty() || result_files(o.folder, o.script).has_log(), kBadUsage,
+       "SNR1 saves no result log that could hold the text of --expect or --verdict");
 }
 
 // Every run, with a line that sums them up when there are several. The status is the first that is
@@ -253,10 +248,9 @@ exit_status run(options o) {
 
   prepare_output_folder(o.folder);
   if (!o.serial.empty()) prepare_output_folder(o.folder += "/" + o.serial);
-  if (o.folder.size() > SENSOR_TEST_FOLDER_LENGTH) {
-    refuse_output_folder(o.folder, fmt::format("the path is longer than {} characters",
-                                               int{SENSOR_TEST_FOLDER_LENGTH}));
-  }
+  need(o.folder.size() <= SENSOR_TEST_FOLDER_LENGTH, kBadOutput,
+       "output folder {}: the path is longer than {} characters", o.folder,
+       int{SENSOR_TEST_FOLDER_LENGTH});
   lock_folder(o.folder);
   catch_stop_signals();
   const exit_status status = run_all(o);
@@ -292,19 +286,19 @@ void add_sensor_test_command(CLI::App &app, exit_status &result) {
       ->check(CLI::Validator(check_serial, "NAME"));
   command->add_flag("--simulate", o->simulated,
                     "Simulate the scenario's sensor instead of driving /dev/ovfp0");
-  auto *expect = command->add_option(
+  command->add_option(
       "--expect", o->expected,
       "Line that the result log must hold, blanks not counted; else the exit status is 7");
   command
       ->add_flag_callback(
           "--verdict", [o] { o->expected = kUsualVerdict; },
           "As --expect \"" + std::string(kUsualVerdict) + "\"")
-      ->excludes(expect);
-  auto *repeat = command->add_option("--repeat", o->repeat, "Run so many times")
-                     ->check(CLI::Range(uint32_t{1}, uint32_t{1000000}));
+      ->excludes("--expect");
+  command->add_option("--repeat", o->repeat, "Run so many times")
+      ->check(CLI::Range(uint32_t{1}, uint32_t{1000000}));
   command
       ->add_option("--record", o->record, "Record every event into this file, best named *.jsonl")
-      ->excludes(repeat);
+      ->excludes("--repeat");
   command->add_option("--against", o->against_file,
                       "Compare the run with this recording; exit status 9 when an event differs");
   command->add_option("--trace", o->shown.json, "text, or json for the lines of a recording")

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fmt/chrono.h>
-#include <span>
 #include <unistd.h>
 
 #include <orva_fp/status.h>
@@ -24,17 +23,12 @@ bool wants_colour() {
 
 std::string wall_clock() {
   using namespace std::chrono;
-  const auto since_1970 = floor<microseconds>(system_clock::now().time_since_epoch());
-  return fmt::format("{:%FT%T}.{:06}Z", fmt::gmtime(floor<seconds>(since_1970).count()),
-                     (since_1970 % seconds(1)).count());
+  const auto now = floor<microseconds>(system_clock::now());
+  return fmt::format("{:%FT%T}.{:06}Z", floor<seconds>(now), (now - floor<seconds>(now)).count());
 }
 
 // fmt's own print throws when a stream cannot be written.
 void put(FILE *stream, const std::string &text) { fwrite(text.data(), 1, text.size(), stream); }
-
-std::string hex(std::span<const uint8_t> bytes) {
-  return fmt::format("{:02x}", fmt::join(bytes, " "));
-}
 
 std::string describe(const simulator::exchange_step &answer) {
   if (answer.failure != 0) return fmt::format("callback fails with {}", answer.failure);
@@ -86,6 +80,10 @@ void trace::note(const std::string &label, const std::string &text) {
   if (!options_.quiet && !options_.json) print(look::kPlain, "", label, text);
 }
 
+void trace::bytes(const std::string &label, std::span<const uint8_t> shown) {
+  if (options_.verbose && !shown.empty()) note(label, fmt::format("{:02x}", fmt::join(shown, " ")));
+}
+
 void trace::last_line(bool good, const std::string &label, const std::string &text) {
   if (options_.json) return complain(label + ": " + text);
   print(good ? look::kGood : look::kBad, "", label, text);
@@ -106,18 +104,16 @@ void trace::show(const simulator::exchange &e) {
         fmt::format("exchange {}", count<simulator::exchange>()),
         fmt::format("script={} variant={} interrupt={} -> {}", request.script_id,
                     request.script_variant, request.interrupt_triggered, describe(e.answer)));
-  if (!options_.verbose) return;
-  note("request", hex({reinterpret_cast<const uint8_t *>(&request), sizeof request}));
+  bytes("request", {reinterpret_cast<const uint8_t *>(&request), sizeof request});
 }
 
 void trace::show(const simulator::command &c) {
   armed_ = simulator::armed_after(c, armed_);
   event(c.error != 0 ? look::kBad : look::kPlain, "command",
         simulator::describe(c) + reason(c.error));
-  if (!options_.verbose) return;
-  note("record", hex(c.record));
-  if (!c.sent.empty()) note("sent", hex(c.sent));
-  if (!c.received.empty()) note("received", hex(c.received));
+  bytes("record", c.record);
+  bytes("sent", c.sent);
+  bytes("received", c.received);
 }
 
 void trace::show(const simulator::wait &w) {

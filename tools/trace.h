@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <span>
 #include <string>
 
 #include "simulator/recording.h"
@@ -40,19 +41,18 @@ class trace {
   double milliseconds() const;
   const std::vector<simulator::recorded> &events() const { return events_; }
   template <typename T>
-  size_t count() const {
-    return static_cast<size_t>(std::count_if(events_.begin(), events_.end(), [](const auto &r) {
-      return std::holds_alternative<T>(r.what);
-    }));
+  auto count() const {
+    const auto is_one = [](const simulator::event &e) { return std::holds_alternative<T>(e); };
+    return std::ranges::count_if(events_, is_one, &simulator::recorded::what);
   }
   bool interrupt_armed() const { return armed_; }
 
  private:
-  void show(const simulator::run_start &) {}
-  void show(const simulator::run_end &) {}
+  void show(const auto &) {}  // a start or an end
   void show(const simulator::exchange &e);
   void show(const simulator::command &c);
   void show(const simulator::wait &w);
+  void bytes(const std::string &label, std::span<const uint8_t> shown);
   void print(look l, const std::string &time, const std::string &label, const std::string &text);
 
   const trace_options &options_;

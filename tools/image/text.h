@@ -24,12 +24,6 @@ void print(FILE *to, fmt::format_string<Parts...> pattern, Parts &&...parts) {
   fputs(fmt::format(pattern, std::forward<Parts>(parts)...).c_str(), to);
 }
 
-// Ends the program with a reason unless it holds.
-template <typename... Parts>
-void need(bool holds, exit_status status, fmt::format_string<Parts...> reason, Parts &&...parts) {
-  if (!holds) throw command_error(status, fmt::format(reason, std::forward<Parts>(parts)...));
-}
-
 // Control characters and bytes that are no UTF-8 are escaped.
 inline std::string printable(const std::string &name) {
   if (name == kStandardStream) return "standard input";
