@@ -19,26 +19,30 @@ void exchange(uint8_t *__restrict a, uint8_t *__restrict b) {
   for (size_t i = 0; i < Size; ++i) std::swap(a[i], b[i]);
 }
 
-// The last bytes are loaded before any are stored, so that they may overlap those before them.
-void exchange_rows(uint8_t *__restrict a, uint8_t *__restrict b, size_t size) {
-  constexpr size_t kLast = 32;
-  using V = orva::vector<uint8_t, kLast / 2>;
-  if (size < kLast) {
-    std::swap_ranges(a, a + size, b);
-    return;
-  }
-  uint8_t *last_a = a + size - kLast;
-  uint8_t *last_b = b + size - kLast;
-  const V from_a[] = {orva::load<V>(last_a), orva::load<V>(last_a + sizeof(V))};
-  const V from_b[] = {orva::load<V>(last_b), orva::load<V>(last_b + sizeof(V))};
+// Bytes at the end of a row that are exchanged together.
+constexpr size_t kLast = 32;
+
+// Exchanges all but the last size % kLast bytes.
+void exchange_blocks(uint8_t *__restrict a, uint8_t *__restrict b, size_t size) {
   size_t i = 0;
   for (; i + kBlock <= size; i += kBlock) exchange<kBlock>(a + i, b + i);
   for (; i + kLast <= size; i += kLast) exchange<kLast>(a + i, b + i);
-  if (i == size) return;
-  orva::store(last_a, from_b[0]);
-  orva::store(last_a + sizeof(V), from_b[1]);
-  orva::store(last_b, from_a[0]);
-  orva::store(last_b + sizeof(V), from_a[1]);
+}
+
+// The last bytes are loaded before any are stored, so that they may overlap those before them.
+void exchange_rows(uint8_t *__restrict a, uint8_t *__restrict b, size_t size) {
+  using V = orva::vector<uint8_t, kLast>;
+  if (size < kLast) {
+    std::swap_ranges(a, a + size, b);
+  } else if (size % kLast == 0) {
+    exchange_blocks(a, b, size);
+  } else {
+    const V last_a = orva::load<V>(a + size - kLast);
+    const V last_b = orva::load<V>(b + size - kLast);
+    exchange_blocks(a, b, size);
+    orva::store(a + size - kLast, last_b);
+    orva::store(b + size - kLast, last_a);
+  }
 }
 
 using bytes = orva::vector<uint8_t, 16>;
