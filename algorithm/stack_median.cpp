@@ -83,7 +83,7 @@ struct row_stack {
     orva::store(dst + at, estimate(samples));
   }
 
-  // By way of copies: fewer positions than a vector holds, in a row or in a step.
+  // By way of copies, which serve rows and steps of fewer positions than a vector holds.
   void combine_copies(size_t step) const {
     for (size_t at = 0; at < length; at += step) {
       const size_t count = std::min(kLanes, length - at);
@@ -99,21 +99,22 @@ struct row_stack {
 // dst may overlap the rows, and a position must see the results of those before it.
 template <size_t N>
 void combine(uint8_t *dst, const uint8_t *src, size_t length) {
-  size_t step = kLanes;
-  bool far_apart = length >= kLanes;
-  for (size_t k = 1; k < N; ++k) {
-    const uintptr_t row = reinterpret_cast<uintptr_t>(src) + k * length;
-    const uintptr_t behind = reinterpret_cast<uintptr_t>(dst) - row;
-    const uintptr_t before = row - reinterpret_cast<uintptr_t>(dst);
-    if (behind != 0) step = std::min(step, size_t{behind});
-    if (std::min(behind, before) < kLanes) far_apart = false;
-  }
   const row_stack<N> rows = {dst, src, length};
-  if (far_apart) {
+  const uintptr_t to = reinterpret_cast<uintptr_t>(dst);
+  const uintptr_t from = reinterpret_cast<uintptr_t>(src);
+  // The places less than a vector before or behind the beginning of another row lie from here on.
+  // Mostly dst is before or behind them all.
+  const uintptr_t near = from + length - (kLanes - 1);
+  if (length >= kLanes && to - near >= (N - 2) * length + 2 * kLanes - 1) {
     rows.combine_vectors();
-  } else {
-    rows.combine_copies(step);
+    return;
   }
+  size_t step = kLanes;
+  for (size_t k = 1; k < N; ++k) {
+    const uintptr_t behind = to - (from + k * length);
+    if (behind != 0) step = std::min(step, size_t{behind});
+  }
+  rows.combine_copies(step);
 }
 
 }  // namespace

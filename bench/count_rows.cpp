@@ -2,30 +2,14 @@
 // peer. Runs in the emulator with the plugin instruction_counter.c, which knows the count. The
 // argument is a regular expression that chooses rows by name.
 #include <cstdio>
-#include <cstdlib>
-#include <fcntl.h>
 #include <regex>
-#include <unistd.h>
 
 #include "bench.h"
-#include "instruction_counter.h"
+#include "executed.h"
 
 namespace bench {
 
 namespace {
-
-// All instructions so far.
-uint64_t executed() {
-  static int pipe_ends[2] = {-1, -1};
-  if (pipe_ends[0] < 0 && pipe2(pipe_ends, O_NONBLOCK) != 0) abort();
-  syscall(kReadInstructionCounter, pipe_ends[1]);
-  uint64_t count = 0;
-  if (read(pipe_ends[0], &count, sizeof count) != sizeof count) {
-    fputs("no instruction counter: see scripts/bench --arm64\n", stderr);
-    exit(1);
-  }
-  return count;
-}
 
 uint64_t instructions_between(const std::function<void()> &run) {
   const uint64_t before = executed();

@@ -5,11 +5,13 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <set>
 #include <sstream>
 #include <ucontext.h>
 
 #include <orva_fp/image.h>
 
+#include "bench/executed.h"
 #include "support/frames.h"
 #include "support/guarded_buffer.h"
 #include "support/log_capture.h"
@@ -18,6 +20,7 @@ namespace {
 
 using bytes = std::vector<uint8_t>;
 using support::frame_size;
+using support::pattern;
 
 // Numbers, and the elements of vectors, in one line.
 template <typename... Parts>
@@ -396,6 +399,28 @@ TEST(Extremes, MediansWithoutABranchOnASample) {
         uint8_t *rows = static_cast<uint8_t *>(malloc(static_cast<size_t>(row) * 9 + 9));
         EXPECT_EQ(get_median(rows + behind, rows, row, n), 1);
         free(rows);
+      }
+    }
+  }
+}
+
+// Disabled because it needs an emulator that counts instructions: scripts/test --all runs it in
+// one.
+TEST(Extremes, DISABLED_MediansInTheSameInstructionsForAnySamples) {
+  // A program's first call of a function takes longer.
+  bench::executed();
+  get_median(nullptr, nullptr, 0, 4);
+  for (const int32_t n : {4, 5, 6, 7}) {
+    for (const int32_t row : {1, 7, 16, 33, 400}) {
+      for (const int32_t behind : {0, row, row + 9}) {
+        std::set<uint64_t> counts;
+        for (const auto kind : {pattern::kConstant, pattern::kRandom, pattern::kRamp}) {
+          bytes rows = support::make_frame(kind, {row + 1, 9}, 1);
+          const uint64_t before = bench::executed();
+          get_median(rows.data() + behind, rows.data(), row, n);
+          counts.insert(bench::executed() - before);
+        }
+        EXPECT_EQ(counts.size(), 1U) << text(n, row, behind);
       }
     }
   }
