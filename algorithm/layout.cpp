@@ -31,17 +31,21 @@ void exchange_blocks(uint8_t *__restrict a, uint8_t *__restrict b, size_t size) 
 
 // The last bytes are loaded before any are stored, so that they may overlap those before them.
 void exchange_rows(uint8_t *__restrict a, uint8_t *__restrict b, size_t size) {
-  using V = orva::vector<uint8_t, kLast>;
+  using V = orva::vector<uint8_t, kLast / 2>;
   if (size < kLast) {
     std::swap_ranges(a, a + size, b);
   } else if (size % kLast == 0) {
     exchange_blocks(a, b, size);
   } else {
-    const V last_a = orva::load<V>(a + size - kLast);
-    const V last_b = orva::load<V>(b + size - kLast);
+    uint8_t *last_a = a + size - kLast;
+    uint8_t *last_b = b + size - kLast;
+    const V from_a[] = {orva::load<V>(last_a), orva::load<V>(last_a + sizeof(V))};
+    const V from_b[] = {orva::load<V>(last_b), orva::load<V>(last_b + sizeof(V))};
     exchange_blocks(a, b, size);
-    orva::store(a + size - kLast, last_b);
-    orva::store(b + size - kLast, last_a);
+    orva::store(last_a, from_b[0]);
+    orva::store(last_a + sizeof(V), from_b[1]);
+    orva::store(last_b, from_a[0]);
+    orva::store(last_b + sizeof(V), from_a[1]);
   }
 }
 
