@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "algorithm/block_walk.h"
 #include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
@@ -14,12 +15,20 @@ using level_map = std::array<uint8_t, 256>;
 // Pixels are taken so many at a time.
 constexpr size_t kBlock = 16;
 
+bool has_one_level(const uint8_t *image, size_t size) {
+  const uint8_t level = *image;
+  return orva::all_of_blocks<256>(size, [=](size_t offset, auto count) {
+    uint8_t differing = 0;
+    for (size_t k = offset; k < offset + count; ++k) differing |= image[k] ^ level;
+    return differing == 0;
+  });
+}
+
 // Neighbouring pixels are mostly alike. They go into different tables, so that the second need not
 // wait for the count that the first has just stored.
 histogram count_levels(const uint8_t *image, size_t size) {
   histogram counts{};
-  // Each pixel is like the one before it: an image of one level.
-  if (memcmp(image, image + 1, size - 1) == 0) {
+  if (has_one_level(image, size)) {
     counts[*image] = static_cast<uint32_t>(size);
     return counts;
   }
