@@ -124,14 +124,13 @@ class lane_count {
 // 64 bytes of 0 or 1 as one bit each, the first byte as the lowest.
 inline uint64_t bits_of(const uint8_t *bytes) {
   static_assert(std::endian::native == std::endian::little);
-  uint64_t words[8];
-  memcpy(words, bytes, sizeof words);
+  const auto word = [bytes](size_t k) { return load<uint64_t>(bytes + 8 * k); };
   uint64_t any = 0;
-  for (const uint64_t word : words) any |= word;
+  for (size_t k = 0; k < 8; ++k) any |= word(k);
   if (any == 0) return 0;
   uint64_t bits = 0;
   // The factor moves the lowest bit of byte j to bit 56 + j. No other bit gets that high.
-  for (size_t k = 0; k < 8; ++k) bits |= words[k] * 0x0102040810204080u >> 56 << 8 * k;
+  for (size_t k = 0; k < 8; ++k) bits |= word(k) * 0x0102040810204080u >> 56 << 8 * k;
   return bits;
 }
 

@@ -124,9 +124,10 @@ constexpr size_t kGroup = 64;
 static_assert(kTile % kGroup == 0);
 
 // Writes 1 for the spikes among count neighbouring pixels of a row, 0 for the others; true when
-// there is one.
+// there is one. Not inlined, so that its loops have the registers to themselves.
 template <bool kInside>
-bool mark_spikes(const uint8_t *pixels, size_t width, size_t count, uint8_t limit, uint8_t *marks) {
+[[gnu::noinline]] bool mark_spikes(const uint8_t *pixels, size_t width, size_t count, uint8_t limit,
+                                   uint8_t *__restrict marks) {
   orva::vector<uint8_t> some = {};
   uint8_t some_single = 0;
   orva::for_each_overlapping_vector<uint8_t>(count, [&](size_t i, auto lanes) ORVA_INLINE {
@@ -162,13 +163,11 @@ uint8_t median_around(const uint8_t *pixels, size_t i, size_t count, size_t widt
   return medians.samples[i - first];
 }
 
-// Replaces the spikes among count (at most kTile) neighbouring pixels of a row. The row above is
-// final by then. So of all the marks made in advance, a replacement can upset only that of the
-// pixel to its right.
-template <bool kInside>
-uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, spike_test test) {
-  uint8_t marks[kTile];
-  if (!mark_spikes<kInside>(pixels, width, count, test.limit, marks)) return 0;
+// Replaces the marked spikes among count (at most kTile) neighbouring pixels of a row. The row
+// above is final by then. So of all the marks made in advance, a replacement can upset only that of
+// the pixel to its right.
+uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, int32_t margin,
+                        uint8_t (&marks)[kTile]) {
   memset(marks + count, 0, (kTile - count) % kGroup);
   uint32_t replaced = 0;
   size_t next = 0;  // the pixels before this one are done
@@ -180,7 +179,7 @@ uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, spike_test 
         pixels[i] = median_around(pixels, i, count, width);
         ++replaced;
         ++i;
-      } while (i < count && is_spike(pixels + i, width, test.margin));
+      } while (i < count && is_spike(pixels + i, width, margin));
       next = i + 1;
     }
   }
@@ -189,11 +188,14 @@ uint32_t replace_spikes(uint8_t *pixels, size_t width, size_t count, spike_test 
 
 template <bool kInside>
 uint32_t replace_spikes_in_image(const plane<uint8_t> &image, spike_test test) {
+  uint8_t marks[kTile];
   uint32_t replaced = 0;
   for (size_t y = 1; y < image.height - 1; ++y) {
     for (size_t x = 1; x < image.width - 1; x += kTile) {
+      uint8_t *pixels = image.row(y) + x;
       const size_t count = std::min(kTile, image.width - 1 - x);
-      replaced += replace_spikes<kInside>(image.row(y) + x, image.width, count, test);
+      if (!mark_spikes<kInside>(pixels, image.width, count, test.limit, marks)) continue;
+      replaced += replace_spikes(pixels, image.width, count, test.margin, marks);
     }
   }
   return replaced;
