@@ -1,6 +1,5 @@
 // Walks 0 to size - 1 in blocks of a constant length, which compilers turn into whole vectors.
-#ifndef ORVA_ALGORITHM_BLOCK_WALK_H
-#define ORVA_ALGORITHM_BLOCK_WALK_H
+#pragma once
 
 #include <cstddef>
 #include <type_traits>
@@ -51,5 +50,3 @@ ORVA_INLINE inline void for_each_overlapping_block(size_t size, Work work) {
 }
 
 }  // namespace orva
-
-#endif

@@ -1,6 +1,5 @@
 // Arithmetic on single samples and on vectors of them, and sums and extremes of many bytes.
-#ifndef ORVA_ALGORITHM_BYTES_H
-#define ORVA_ALGORITHM_BYTES_H
+#pragma once
 
 #include <bit>
 #include <cstddef>
@@ -267,5 +266,3 @@ class byte_minimum {
 };
 
 }  // namespace orva
-
-#endif

@@ -1,6 +1,5 @@
 // How the marked pixels of a small mark map lie together.
-#ifndef ORVA_ALGORITHM_MARK_RUNS_H
-#define ORVA_ALGORITHM_MARK_RUNS_H
+#pragma once
 
 #include <cstddef>
 
@@ -15,5 +14,3 @@ namespace orva {
 size_t longest_mark_run(const plane<const uint8_t> &marks);
 
 }  // namespace orva
-
-#endif

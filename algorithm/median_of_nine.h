@@ -1,8 +1,7 @@
 // The median of nine pixels by minimum and maximum alone. Each column of three is sorted into low,
 // middle and high. The median of the nine is the median of three values: the largest low, the
 // median of the middles, the smallest high. Neighbouring windows can share their sorted columns.
-#ifndef ORVA_ALGORITHM_MEDIAN_OF_NINE_H
-#define ORVA_ALGORITHM_MEDIAN_OF_NINE_H
+#pragma once
 
 #include "algorithm/bytes.h"
 
@@ -37,5 +36,3 @@ ORVA_INLINE inline V median_of_nine(triple<V> left, triple<V> centre, triple<V> 
 }
 
 }  // namespace orva
-
-#endif

@@ -1,6 +1,5 @@
 // A rectangle of samples in memory, and the one rule that tells which rectangles are empty.
-#ifndef ORVA_ALGORITHM_PLANE_H
-#define ORVA_ALGORITHM_PLANE_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -62,5 +61,3 @@ struct plane {
 };
 
 }  // namespace orva
-
-#endif

@@ -1,7 +1,6 @@
 // Vectors of samples in the portable extension of GCC and Clang: operators work on all lanes at
 // once, and a comparison gives lanes of 0 or -1.
-#ifndef ORVA_ALGORITHM_VECTORS_H
-#define ORVA_ALGORITHM_VECTORS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -149,5 +148,3 @@ ORVA_INLINE inline void for_each_overlapping_vector(size_t size, Work work) {
 }
 
 }  // namespace orva
-
-#endif

@@ -1,7 +1,6 @@
 // The channel to the fingerprint driver: the command record that every ioctl carries and the codes
 // in it. This is the driver's wire format; it never shows in a public header.
-#ifndef ORVA_API_DRIVER_CHANNEL_H
-#define ORVA_API_DRIVER_CHANNEL_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -61,5 +60,3 @@ int32_t send_command(int32_t handle, uint8_t opcode, uint32_t len, const void *t
                      const void *rx_buf = nullptr);
 
 }  // namespace orva
-
-#endif

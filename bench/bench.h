@@ -1,8 +1,7 @@
 // One row of the benchmark tables: a library function at one size beside its simple form, the
 // peer's operation and a plain sweep of the same bytes. Two programs run the rows: image_bench
 // takes their time, image_count their instructions.
-#ifndef ORVA_BENCH_H
-#define ORVA_BENCH_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -81,5 +80,3 @@ void add_statistics();
 void add_water();
 
 }  // namespace bench
-
-#endif

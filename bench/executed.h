@@ -1,6 +1,5 @@
 // The reading side of the instruction counter, for programs under emulation.
-#ifndef ORVA_BENCH_EXECUTED_H
-#define ORVA_BENCH_EXECUTED_H
+#pragma once
 
 #include <cstdint>
 #include <cstdio>
@@ -26,5 +25,3 @@ inline uint64_t executed() {
 }
 
 }  // namespace bench
-
-#endif

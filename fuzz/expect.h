@@ -1,6 +1,5 @@
 // What a fuzzer reports.
-#ifndef ORVA_FUZZ_EXPECT_H
-#define ORVA_FUZZ_EXPECT_H
+#pragma once
 
 #include <cstdio>
 #include <cstdlib>
@@ -15,5 +14,3 @@ inline void expect(bool holds, const char *where, const char *what) {
 }
 
 }  // namespace fuzz
-
-#endif

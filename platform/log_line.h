@@ -1,7 +1,6 @@
 // What every log call of the library passes: its tag and its level. Its line number is a constant
 // too, and not __LINE__: the number stays when the call moves, and tells lines of one text apart.
-#ifndef ORVA_PLATFORM_LOG_LINE_H
-#define ORVA_PLATFORM_LOG_LINE_H
+#pragma once
 
 #include <cstdint>
 
@@ -15,5 +14,3 @@ inline constexpr uint32_t kLogInfo = 4;
 inline constexpr uint32_t kLogError = 6;
 
 }  // namespace orva
-
-#endif

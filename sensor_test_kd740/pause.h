@@ -1,6 +1,5 @@
 // Pauses that a signal does not shorten.
-#ifndef ORVA_SENSOR_TEST_PAUSE_H
-#define ORVA_SENSOR_TEST_PAUSE_H
+#pragma once
 
 #include <cstdint>
 
@@ -13,5 +12,3 @@ uint64_t monotonic_us();
 void pause_us(uint32_t us);
 
 }  // namespace orva
-
-#endif

@@ -1,6 +1,5 @@
 // The request loop and the three script families that configure it.
-#ifndef ORVA_SENSOR_TEST_REQUEST_LOOP_H
-#define ORVA_SENSOR_TEST_REQUEST_LOOP_H
+#pragma once
 
 #include "sensor_test_kd740/result_files.h"
 
@@ -26,5 +25,3 @@ int32_t run_request_loop(const script &entry, sensor_test_request_fn request_fn,
                          const char *folder, const result_path &data_path);
 
 }  // namespace orva
-
-#endif

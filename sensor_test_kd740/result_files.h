@@ -1,6 +1,5 @@
 // The files that a run leaves in the caller's result folder.
-#ifndef ORVA_SENSOR_TEST_RESULT_FILES_H
-#define ORVA_SENSOR_TEST_RESULT_FILES_H
+#pragma once
 
 #include <orva_fp/sensor_test.h>
 
@@ -34,5 +33,3 @@ void save_results(const save_profile &profile, const sensor_test_reply &reply, c
                   const result_path &data_path);
 
 }  // namespace orva
-
-#endif

@@ -1,6 +1,5 @@
 // Log lines of the sensor test.
-#ifndef ORVA_SENSOR_TEST_TEST_LOG_H
-#define ORVA_SENSOR_TEST_TEST_LOG_H
+#pragma once
 
 #include <orva_fp/log.h>
 
@@ -24,5 +23,3 @@ void log_test_line(uint32_t level, test_line entry, Args... args) {
 }
 
 }  // namespace orva
-
-#endif

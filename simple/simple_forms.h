@@ -1,8 +1,7 @@
 // The image functions once more in their simplest form: one loop per sentence of their
 // description, no regard for speed. Tests and fuzzers compare the library with them, benchmarks
 // measure beside them.
-#ifndef ORVA_SIMPLE_FORMS_H
-#define ORVA_SIMPLE_FORMS_H
+#pragma once
 
 #include <orva_fp/image.h>
 
@@ -80,5 +79,3 @@ void transpose_remove_T_dummy(const uint16_t *src, int32_t width, int32_t height
 int32_t get_raw_data_from_bmp(const uint8_t *bmp, uint8_t *dst, int32_t *width, int32_t *height);
 
 }  // namespace simple
-
-#endif

@@ -1,7 +1,6 @@
 // How a test program talks to the driver of the simulated node: one datagram to ask, one to answer.
 // Both ends come from the same build, so numbers travel as they lie in memory.
-#ifndef ORVA_SIMULATOR_DRIVER_CONTROL_H
-#define ORVA_SIMULATOR_DRIVER_CONTROL_H
+#pragma once
 
 #include <cstdint>
 #include <cstring>
@@ -93,5 +92,3 @@ void write_value(message_writer &message, T value) {
 }
 
 }  // namespace simulator
-
-#endif

@@ -1,7 +1,6 @@
 // Strict reading of a JSON file: every value is taken through a check, and a value that fails it is
 // reported with its place.
-#ifndef ORVA_SIMULATOR_JSON_READER_H
-#define ORVA_SIMULATOR_JSON_READER_H
+#pragma once
 
 #include <cstdint>
 #include <filesystem>
@@ -82,5 +81,3 @@ std::optional<std::string> read_bytes(const std::filesystem::path &file, size_t 
                                       std::string &problem);
 
 }  // namespace simulator
-
-#endif

@@ -1,8 +1,7 @@
 // The simulated driver node inside a program: stand-ins for stat, open and ioctl that serve
 // "/dev/ovfp0" from a sensor model and hand everything else to the system. A program gets them by
 // linking this front. The descriptor is a genuine timer, so poll and close are the system's own.
-#ifndef ORVA_SIMULATOR_LIBC_FRONT_H
-#define ORVA_SIMULATOR_LIBC_FRONT_H
+#pragma once
 
 #include "simulator/observation.h"
 #include "simulator/sensor_model.h"
@@ -31,5 +30,3 @@ node_use usage();
 int poll_node(pollfd *entries, nfds_t count, int limit_ms);
 
 }  // namespace simulator
-
-#endif

@@ -1,6 +1,5 @@
 // Names that scenarios write: action codes, and statuses as the headers name them.
-#ifndef ORVA_SIMULATOR_NAMES_H
-#define ORVA_SIMULATOR_NAMES_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -17,5 +16,3 @@ std::optional<uint32_t> find_action(std::string_view name);
 std::optional<int32_t> find_status(std::string_view name);
 
 }  // namespace simulator
-
-#endif

@@ -1,8 +1,7 @@
 // What goes to the driver node and how it answers, for whoever looks on: each command and each
 // wait, after it is over. A front reports them; forward_ioctl and forward_poll are the system's own
 // calls with a report.
-#ifndef ORVA_SIMULATOR_OBSERVATION_H
-#define ORVA_SIMULATOR_OBSERVATION_H
+#pragma once
 
 #include <csignal>
 #include <functional>
@@ -50,5 +49,3 @@ int forward_ioctl(int handle, ioctl_request request, void *argument);
 int forward_poll(pollfd *entries, nfds_t count, int limit_ms);
 
 }  // namespace simulator
-
-#endif

@@ -1,7 +1,6 @@
 // A recording: what happened in one sensor test, event by event, one JSON object a line.
 // docs/recordings.md describes the format.
-#ifndef ORVA_SIMULATOR_RECORDING_H
-#define ORVA_SIMULATOR_RECORDING_H
+#pragma once
 
 #include <filesystem>
 #include <string>
@@ -48,5 +47,3 @@ std::string first_difference(const std::vector<recorded> &recording,
                              const std::vector<recorded> &run);
 
 }  // namespace simulator
-
-#endif

@@ -1,6 +1,5 @@
 // A synthetic fingerprint: something to look at in a scenario's data block.
-#ifndef ORVA_SIMULATOR_RIDGE_FRAME_H
-#define ORVA_SIMULATOR_RIDGE_FRAME_H
+#pragma once
 
 #include <cstdint>
 #include <vector>
@@ -12,5 +11,3 @@ namespace simulator {
 std::vector<uint8_t> ridge_frame(uint32_t width, uint32_t height, uint32_t seed);
 
 }  // namespace simulator
-
-#endif

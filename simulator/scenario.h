@@ -1,7 +1,6 @@
 // A scenario file: how the simulated sensor behaves and what the secure side asks for, step by
 // step. docs/scenarios.md describes the format.
-#ifndef ORVA_SIMULATOR_SCENARIO_H
-#define ORVA_SIMULATOR_SCENARIO_H
+#pragma once
 
 #include <filesystem>
 #include <stdexcept>
@@ -36,5 +35,3 @@ class scenario_error : public std::runtime_error {
 scenario load_scenario(const std::filesystem::path &file);
 
 }  // namespace simulator
-
-#endif

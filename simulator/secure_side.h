@@ -1,7 +1,6 @@
 // The secure side of a sensor test: a request callback that plays a scenario, one step per request,
 // and checks what it is sent.
-#ifndef ORVA_SIMULATOR_SECURE_SIDE_H
-#define ORVA_SIMULATOR_SECURE_SIDE_H
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -71,5 +70,3 @@ class secure_side {
 };
 
 }  // namespace simulator
-
-#endif

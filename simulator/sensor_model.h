@@ -1,8 +1,7 @@
 // The sensor behind the driver node, as its driver sees it: what each command record held, what it
 // does to the sensor, and the faults that a scenario asks for. It knows nothing of how commands
 // arrive: a front hands them over and carries the answers out.
-#ifndef ORVA_SIMULATOR_SENSOR_MODEL_H
-#define ORVA_SIMULATOR_SENSOR_MODEL_H
+#pragma once
 
 #include <array>
 #include <bit>
@@ -136,5 +135,3 @@ class sensor_model {
 };
 
 }  // namespace simulator
-
-#endif

@@ -1,6 +1,5 @@
 // Synthetic frames with known defects at known places.
-#ifndef ORVA_SIMULATOR_SYNTHETIC_FRAME_H
-#define ORVA_SIMULATOR_SYNTHETIC_FRAME_H
+#pragma once
 
 #include <cstdint>
 #include <stdexcept>
@@ -74,5 +73,3 @@ class synthetic_frame {
 };
 
 }  // namespace simulator
-
-#endif

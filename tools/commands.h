@@ -1,6 +1,5 @@
 // The sub-commands of orva-fp and what they have in common.
-#ifndef ORVA_TOOLS_COMMANDS_H
-#define ORVA_TOOLS_COMMANDS_H
+#pragma once
 
 #include <CLI/CLI.hpp>
 
@@ -20,5 +19,3 @@ void add_device_command(CLI::App &app, exit_status &result);
 void add_image_command(CLI::App &app, exit_status &result);
 
 }  // namespace tools
-
-#endif

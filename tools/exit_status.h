@@ -1,6 +1,5 @@
 // How orva-fp ends.
-#ifndef ORVA_TOOLS_EXIT_STATUS_H
-#define ORVA_TOOLS_EXIT_STATUS_H
+#pragma once
 
 #include <fmt/format.h>
 #include <stdexcept>
@@ -53,5 +52,3 @@ void need(bool holds, exit_status status, fmt::format_string<Parts...> reason, P
 }
 
 }  // namespace tools
-
-#endif

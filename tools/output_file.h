@@ -1,6 +1,5 @@
 // How orva-fp writes a file: the whole of it or nothing.
-#ifndef ORVA_TOOLS_OUTPUT_FILE_H
-#define ORVA_TOOLS_OUTPUT_FILE_H
+#pragma once
 
 #include <cstdint>
 #include <filesystem>
@@ -45,5 +44,3 @@ void flush_standard_output();
 void check_standard_output();
 
 }  // namespace tools
-
-#endif

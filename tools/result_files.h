@@ -1,6 +1,5 @@
 // The files that a sensor test leaves in its folder: what must be in them and what is.
-#ifndef ORVA_TOOLS_RESULT_FILES_H
-#define ORVA_TOOLS_RESULT_FILES_H
+#pragma once
 
 #include <filesystem>
 #include <optional>
@@ -46,5 +45,3 @@ class result_files {
 };
 
 }  // namespace tools
-
-#endif

@@ -1,6 +1,5 @@
 // Around a run or an operation on the sensor: signals that stop it, and a node that does not open.
-#ifndef ORVA_TOOLS_SENSOR_AT_WORK_H
-#define ORVA_TOOLS_SENSOR_AT_WORK_H
+#pragma once
 
 #include <string>
 
@@ -23,5 +22,3 @@ int why_node_does_not_open();
 std::string describe_node_error(int error);
 
 }  // namespace tools
-
-#endif

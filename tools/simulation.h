@@ -1,7 +1,6 @@
 // The simulated sensor. Its stand-ins for stat, open and ioctl are in a program of its own,
 // orva-fp-simulated, so that orva-fp itself never has any between it and a real sensor.
-#ifndef ORVA_TOOLS_SIMULATION_H
-#define ORVA_TOOLS_SIMULATION_H
+#pragma once
 
 #include "simulator/sensor_model.h"
 
@@ -12,5 +11,3 @@ namespace tools {
 const simulator::sensor_model &simulate(const simulator::sensor_config &sensor);
 
 }  // namespace tools
-
-#endif

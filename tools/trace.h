@@ -1,7 +1,6 @@
 // What a command shows and records: a line for each event as it happens, and a last line that sums
 // up. Colours only on a terminal.
-#ifndef ORVA_TOOLS_TRACE_H
-#define ORVA_TOOLS_TRACE_H
+#pragma once
 
 #include <algorithm>
 #include <chrono>
@@ -65,5 +64,3 @@ class trace {
 void complain(const std::string &what);
 
 }  // namespace tools
-
-#endif

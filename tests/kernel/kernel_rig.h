@@ -1,7 +1,6 @@
 // A driver of the node in a process of its own: what it does to the sensor, what it received, and
 // its end.
-#ifndef ORVA_TESTS_KERNEL_RIG_H
-#define ORVA_TESTS_KERNEL_RIG_H
+#pragma once
 
 #include <vector>
 
@@ -24,5 +23,3 @@ void show_events(int events);
 void kill_driver();
 
 }  // namespace support
-
-#endif

@@ -1,6 +1,5 @@
 // Every image function beside its simple form, bit for bit, on buffers that touch unreadable pages.
-#ifndef ORVA_TESTS_COMPARISONS_H
-#define ORVA_TESTS_COMPARISONS_H
+#pragma once
 
 #include <span>
 
@@ -29,5 +28,3 @@ inline void PrintTo(const comparison &c, std::ostream *out) { *out << c.name; }
 std::span<const comparison> comparisons();
 
 }  // namespace support
-
-#endif

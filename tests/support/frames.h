@@ -1,7 +1,6 @@
 // Generated frames for tests, fuzzers and benchmarks. Everything is a function of its arguments
 // alone: the same frame on every machine.
-#ifndef ORVA_TESTS_FRAMES_H
-#define ORVA_TESTS_FRAMES_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -60,5 +59,3 @@ std::vector<uint8_t> few_levels(random_source &random);
 std::vector<uint8_t> make_mask(frame_size size, uint64_t seed);
 
 }  // namespace support
-
-#endif

@@ -1,6 +1,5 @@
 // A buffer between two unreadable pages, so that any access outside it faults.
-#ifndef ORVA_TESTS_GUARDED_BUFFER_H
-#define ORVA_TESTS_GUARDED_BUFFER_H
+#pragma once
 
 #include <algorithm>
 #include <cstddef>
@@ -68,5 +67,3 @@ class guarded_buffer {
 };
 
 }  // namespace support
-
-#endif

@@ -1,6 +1,5 @@
 // Draws numbers from a string of bytes, a fuzzer's input or random ones; zeros when it is used up.
-#ifndef ORVA_TESTS_INPUT_H
-#define ORVA_TESTS_INPUT_H
+#pragma once
 
 #include <algorithm>
 #include <cstddef>
@@ -48,5 +47,3 @@ class input {
 };
 
 }  // namespace support
-
-#endif

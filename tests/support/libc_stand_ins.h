@@ -1,7 +1,6 @@
 // Stand-ins for the libc calls that the sensor test makes besides those on the driver node. They
 // note what was asked for, and fail or answer as a test says; otherwise they forward.
-#ifndef ORVA_TESTS_LIBC_STAND_INS_H
-#define ORVA_TESTS_LIBC_STAND_INS_H
+#pragma once
 
 #include <cstdio>
 #include <ctime>
@@ -32,5 +31,3 @@ libc_script &libc();
 size_t mallocs_on_this_thread();
 
 }  // namespace support
-
-#endif

@@ -1,7 +1,6 @@
 // Takes the place of the system log in a test program: defines __android_log_print and keeps every
 // line.
-#ifndef ORVA_TESTS_LOG_CAPTURE_H
-#define ORVA_TESTS_LOG_CAPTURE_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -20,5 +19,3 @@ std::vector<log_line> log_lines();
 void clear_log();
 
 }  // namespace support
-
-#endif

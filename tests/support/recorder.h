@@ -1,7 +1,6 @@
 // One journal of what the library does, in order: log calls, driver commands and libc calls. For
 // programs that compile the library's sources, with this in the place of its logging calls.
-#ifndef ORVA_TESTS_RECORDER_H
-#define ORVA_TESTS_RECORDER_H
+#pragma once
 
 #include <string>
 #include <utility>
@@ -39,5 +38,3 @@ void note(const std::string &entry);
 void stop_journal();
 
 }  // namespace support
-
-#endif

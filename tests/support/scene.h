@@ -1,7 +1,6 @@
 // What a comparison of an image function with its simple form draws from its input (sizes, frames,
 // masks and parameters), the buffers it works on, and what differs afterwards.
-#ifndef ORVA_TESTS_SCENE_H
-#define ORVA_TESTS_SCENE_H
+#pragma once
 
 #include <algorithm>
 #include <bit>
@@ -160,5 +159,3 @@ class scene {
 };
 
 }  // namespace support
-
-#endif

@@ -1,6 +1,5 @@
 // A folder that a test has to itself.
-#ifndef ORVA_TESTS_TEMP_FOLDER_H
-#define ORVA_TESTS_TEMP_FOLDER_H
+#pragma once
 
 #include <algorithm>
 #include <cstdlib>
@@ -57,5 +56,3 @@ inline size_t open_descriptors() {
 }
 
 }  // namespace support
-
-#endif

@@ -1,6 +1,5 @@
 // Runs orva-fp as a process and compares what it says and leaves with a row of a table.
-#ifndef ORVA_TESTS_TOOL_RUNNER_H
-#define ORVA_TESTS_TOOL_RUNNER_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -41,5 +40,3 @@ class tool_folder : public temp_folder {
 void check_all(const std::vector<tool_case> &rows, const std::string &before = "");
 
 }  // namespace support
-
-#endif

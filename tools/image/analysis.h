@@ -1,6 +1,5 @@
 // Everything that the library's image functions tell about one frame.
-#ifndef ORVA_TOOLS_IMAGE_ANALYSIS_H
-#define ORVA_TOOLS_IMAGE_ANALYSIS_H
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -163,5 +162,3 @@ frame without_dummy(const std::filesystem::path &file, const frame &f,
 analysis analyse(const std::filesystem::path &file, frame f, const inspect_settings &settings);
 
 }  // namespace tools
-
-#endif

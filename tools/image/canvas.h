@@ -1,6 +1,5 @@
 // A picture to draw frames, shapes and text on.
-#ifndef ORVA_TOOLS_IMAGE_CANVAS_H
-#define ORVA_TOOLS_IMAGE_CANVAS_H
+#pragma once
 
 #include <algorithm>
 #include <cairo.h>
@@ -96,5 +95,3 @@ class canvas {
 };
 
 }  // namespace tools
-
-#endif

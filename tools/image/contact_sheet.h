@@ -1,6 +1,5 @@
 // Pictures of all that was found in a frame.
-#ifndef ORVA_TOOLS_IMAGE_CONTACT_SHEET_H
-#define ORVA_TOOLS_IMAGE_CONTACT_SHEET_H
+#pragma once
 
 #include <filesystem>
 #include <string>
@@ -21,5 +20,3 @@ void write_contact_sheet(const std::filesystem::path &file, const std::string &t
 std::string frame_facts(const analysis &a);
 
 }  // namespace tools
-
-#endif

@@ -1,6 +1,5 @@
 // Frames in files: BMP, PNG, PGM and raw samples.
-#ifndef ORVA_TOOLS_IMAGE_FRAME_FILE_H
-#define ORVA_TOOLS_IMAGE_FRAME_FILE_H
+#pragma once
 
 #include <cstdint>
 #include <filesystem>
@@ -74,5 +73,3 @@ void save_frame(const std::filesystem::path &file, const std::string &format, co
 void save_sheet(const std::filesystem::path &file, std::vector<uint8_t> png);
 
 }  // namespace tools
-
-#endif

@@ -1,6 +1,5 @@
 // The sub-commands of orva-fp image.
-#ifndef ORVA_TOOLS_IMAGE_IMAGE_COMMAND_H
-#define ORVA_TOOLS_IMAGE_IMAGE_COMMAND_H
+#pragma once
 
 #include "tools/commands.h"
 #include "tools/image/analysis.h"
@@ -27,5 +26,3 @@ void add_apply_command(CLI::App *image, exit_status &result);
 void add_synth_command(CLI::App *image, exit_status &result);
 
 }  // namespace tools
-
-#endif

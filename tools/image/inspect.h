@@ -1,6 +1,5 @@
 // Measures and contact sheets of many frames.
-#ifndef ORVA_TOOLS_IMAGE_INSPECT_H
-#define ORVA_TOOLS_IMAGE_INSPECT_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -25,5 +24,3 @@ struct inspect_job {
 exit_status inspect(const inspect_job &job);
 
 }  // namespace tools
-
-#endif

@@ -1,6 +1,5 @@
 // The measures of many frames as a table, as JSON or as CSV.
-#ifndef ORVA_TOOLS_IMAGE_REPORT_H
-#define ORVA_TOOLS_IMAGE_REPORT_H
+#pragma once
 
 #include <nlohmann/json.hpp>
 #include <string>
@@ -19,5 +18,3 @@ nlohmann::ordered_json to_json(const std::string &file, const analysis &a);
 std::string report(const nlohmann::ordered_json &frames, report_form form);
 
 }  // namespace tools
-
-#endif

@@ -1,6 +1,5 @@
 // A picture of panels, each of which shows a frame of one size, or a chart, above a caption.
-#ifndef ORVA_TOOLS_IMAGE_SHEET_H
-#define ORVA_TOOLS_IMAGE_SHEET_H
+#pragma once
 
 #include <algorithm>
 #include <functional>
@@ -131,5 +130,3 @@ class sheet : panel_grid, public canvas {
 };
 
 }  // namespace tools
-
-#endif

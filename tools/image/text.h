@@ -1,6 +1,5 @@
 // Text for people: lines on the standard streams, and names in them.
-#ifndef ORVA_TOOLS_IMAGE_TEXT_H
-#define ORVA_TOOLS_IMAGE_TEXT_H
+#pragma once
 
 #include <cstdio>
 #include <fmt/format.h>
@@ -32,5 +31,3 @@ inline std::string printable(const std::string &name) {
 }
 
 }  // namespace tools
-
-#endif
