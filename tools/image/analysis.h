@@ -1,9 +1,10 @@
 // Everything that the library's image functions tell about one frame.
 #pragma once
 
-#include <array>
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <orva_fp/image.h>
@@ -11,6 +12,8 @@
 #include "tools/image/frame_file.h"
 
 namespace tools {
+
+using json = nlohmann::ordered_json;
 
 struct inspect_settings {
   raw_layout layout;
@@ -51,28 +54,6 @@ struct pixel_cluster {
   bool bright;
 };
 
-// A frame of more pixels than one evaluation takes is evaluated in tiles, each of as many whole
-// rows as fit, or a part of one row, and all against the frame's mean. What was found is then what
-// one evaluation would have found in all of the frame, but that no low pixel spreads from one part
-// of a row to the next.
-struct evaluation {
-  int32_t tiles = 0;
-  double std_dev = 0;
-  int32_t high_count = 0;
-  int32_t low_count = 0;
-  int32_t deviation_count = 0;
-  int32_t max_run = 0;
-  std::vector<uint8_t> marks;
-  pixel_run longest_run;
-  std::vector<pixel_cluster> clusters;
-};
-
-// possible is false where the frame or the settings leave nothing to be found.
-struct verdict {
-  bool possible = false;
-  bool found = false;
-};
-
 // Rows or columns of a frame with the dark stretch that makes each count as crossed by water.
 struct dark_lines {
   struct stretch {
@@ -85,7 +66,8 @@ struct dark_lines {
   int32_t longest_streak = 0;  // followed by a line that does not qualify
 };
 
-struct block_summary {
+// Blocks of side x side pixels in the middle of the frame, row by row.
+struct block_map {
   int32_t side = 0;
   int32_t columns = 0;
   int32_t rows = 0;
@@ -93,61 +75,30 @@ struct block_summary {
   int32_t top = 0;
   std::vector<uint8_t> means;
   std::vector<uint8_t> ranges;
-  double means_sd = 0;
 };
 
-// What only 16-bit frames have.
-struct raw_facts {
-  int32_t width;
-  int32_t height;
-  int32_t sample_bits;  // the upper 8 of them are shown
-  int32_t saturated;    // samples of 65535
-  int32_t over_range;   // others that need more than sample_bits
-  bool dummy_removed;
-};
-
+// A frame of more pixels than one evaluation takes is evaluated in tiles, each of as many whole
+// rows as fit, or a part of one row, and all against the frame's mean. What was found is then what
+// one evaluation would have found in all of the frame, but that no low pixel spreads from one part
+// of a row to the next.
 struct analysis {
   inspect_settings settings;
   frame shown;
-  std::optional<raw_facts> raw;
+  std::string facts;  // the size and depth of the frame in a line
 
-  verdict defect;
-  verdict water;
-  verdict noise;
-  verdict white_noise;
+  // Flat, with the same keys for every frame; null where a measure does not apply.
+  json measures;
 
-  int32_t mean = 0;
-  int32_t minimum = 0;
-  double std_dev = 0;
-  int32_t center = 0;
-  int32_t center_mean = 0;
-  std::array<uint8_t, 4> quadrant_means{};
-
-  evaluation marked;
+  std::vector<uint8_t> marks;
+  pixel_run longest_run;
+  std::vector<pixel_cluster> clusters;
   dark_lines dark_rows;
   dark_lines dark_columns;
-
-  int32_t otsu_threshold = 0;
-  uint32_t otsu_low_count = 0;
-  uint32_t otsu_high_count = 0;
-  double otsu_low_mean = 0;
-  double otsu_high_mean = 0;
-
-  block_summary blocks;
-
-  noise_check_param spikes{};
-  int32_t noise_result = 0;
-  int32_t strong_spike_limit = 0;
-  int32_t spikes_removed = 0;
-  uint64_t median_distance = 0;  // sum of squared differences of the frame and its median
-
+  block_map blocks;
   std::vector<uint8_t> median;
   std::vector<uint8_t> despiked;
   std::vector<uint8_t> equalised;
   std::vector<uint8_t> equalised_white;
-
-  // A frame of one level has none.
-  bool has_otsu_split() const { return otsu_high_count != 0; }
 };
 
 // The upper 8 of the bits in use: 255 for samples that need more.

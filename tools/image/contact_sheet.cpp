@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
-#include <numeric>
 
+#include "tools/image/report.h"
 #include "tools/image/sheet.h"
 
 namespace tools {
@@ -15,10 +15,15 @@ using fmt::format;
 
 const mark kRing = {kPurple, "\u22a1"};
 
-badge badge_for(const verdict &v, const char *name) {
-  if (!v.possible) return {kIdle, format("<big>\u2212</big> {}: not applicable", name)};
-  return v.found ? badge{kBad, format("<big>\u2716</big> {}", name)}
-                 : badge{kGood, format("<big>\u2714</big> no {}", name)};
+// Of a verdict, which is null where none can be given.
+badge badge_for(const json &found, const char *name) {
+  if (found.is_null()) return {kIdle, format("<big>\u2212</big> {}: not applicable", name)};
+  return found != 0 ? badge{kBad, format("<big>\u2716</big> {}", name)}
+                    : badge{kGood, format("<big>\u2714</big> no {}", name)};
+}
+
+void caption(sheet &s, const analysis &a, const std::string &first, const std::string &second) {
+  s.caption(tell(a.measures, first), tell(a.measures, second));
 }
 
 std::vector<int32_t> counts_of(const std::vector<uint8_t> &pixels) {
@@ -27,35 +32,31 @@ std::vector<int32_t> counts_of(const std::vector<uint8_t> &pixels) {
   return counts;
 }
 
-std::string levels_in(const std::vector<uint8_t> &pixels) {
-  return format("grey levels: {}", 256 - std::ranges::count(counts_of(pixels), 0));
+int64_t levels_in(const std::vector<uint8_t> &pixels) {
+  return 256 - std::ranges::count(counts_of(pixels), 0);
 }
 
 void draw_frame(sheet &s, const analysis &a) {
   s.picture(a.shown.pixels);
-  s.caption(
-      format("mean {}, minimum {}, standard deviation {:.1f}", a.mean, a.minimum, a.std_dev),
-      format("middle {0} x {0}: {1}; quarters {2} {3} / {4} {5}", a.center,
-             a.center_mean < 0 ? "does not fit" : format("{}", a.center_mean), a.quadrant_means[0],
-             a.quadrant_means[1], a.quadrant_means[2], a.quadrant_means[3]));
+  caption(s, a, "mean {mean}, minimum {minimum}, standard deviation {std_dev}",
+          "middle {center_size} x {center_size}: {center_mean}; quarters {quadrant_means}");
 }
 
 // A box around each cluster and a band around the longest run, with the marks in them.
 void draw_marks(sheet &s, const analysis &a) {
-  const evaluation &e = a.marked;
   s.picture(a.shown.pixels, kPale);
-  for (const pixel_cluster &c : e.clusters) {
+  for (const pixel_cluster &c : a.clusters) {
     const box b = s.area(c.first.x, c.first.y, c.last.x - c.first.x + 1, c.last.y - c.first.y + 1);
     s.outline(b.at_least(kLeastMark).grown(4), 2, kPurple);
   }
-  const pixel_run &run = e.longest_run;
+  const pixel_run &run = a.longest_run;
   const box from = s.pixel(a.shown.index(run.start.x, run.start.y));
   const box to = s.pixel(a.shown.index(run.last().x, run.last().y));
   for (const auto &[rim, c] : {std::pair(7.0, kInk), std::pair(3.0, kPaper)}) {
     if (run.length > 1) s.line(from.middle(), to.middle(), from.width + rim, c);
   }
   const auto draw_kind = [&](const mark &m, uint8_t kind) {
-    s.draw_marks(m, [&](size_t i) { return (e.marks[i] & kind) != 0; });
+    s.draw_marks(m, [&](size_t i) { return (a.marks[i] & kind) != 0; });
   };
   draw_kind(kSquare, MARK_DEVIATION);
   draw_kind(kDown, MARK_LOW);
@@ -64,12 +65,12 @@ void draw_marks(sheet &s, const analysis &a) {
     s.label({from.x, from.y - 7}, format("run {}: {},{} to {},{}", run.length, run.start.x,
                                          run.start.y, run.last().x, run.last().y));
   }
-  const auto bright = std::ranges::count(e.clusters, true, &pixel_cluster::bright);
-  s.caption(format("{} high {}   {} low {}   {} deviating {}   {} clusters {} bright, {} dark",
-                   key(kUp), e.high_count, key(kDown), e.low_count, key(kSquare), e.deviation_count,
-                   key(kRing), bright, std::ssize(e.clusters) - bright),
-            format("high > {}, low &lt; {}, deviation > {}{}", a.settings.high, a.settings.low,
-                   a.settings.deviation, e.tiles > 1 ? format("; in {} tiles", e.tiles) : ""));
+  caption(s, a,
+          key(kUp) + " {high_count} high   " + key(kDown) + " {low_count} low   " + key(kSquare) +
+              " {deviation_count} deviating   " + key(kRing) +
+              " {clusters} clusters {bright_clusters} bright, {dark_clusters} dark",
+          format("high > {}, low &lt; {}, deviation > {}; tiles: {{tiles}}", a.settings.high,
+                 a.settings.low, a.settings.deviation));
 }
 
 void draw_water(sheet &s, const analysis &a) {
@@ -88,24 +89,26 @@ void draw_water(sheet &s, const analysis &a) {
   };
   strips(a.dark_rows, true, rows);
   strips(a.dark_columns, false, columns);
-  s.caption(format("{} rows {}   {} columns {}   {} in too short a streak", key(rows),
-                   a.dark_rows.qualifying, key(columns), a.dark_columns.qualifying, key(too_few)),
-            format("longest streaks {} rows, {} columns; water from {}", a.dark_rows.longest_streak,
-                   a.dark_columns.longest_streak, WATER_STREAK_LIMIT + 1));
+  caption(s, a,
+          key(rows) + " rows {dark_rows}   " + key(columns) + " columns {dark_columns}   " +
+              key(too_few) + " in too short a streak",
+          "longest streaks {dark_row_streak} rows, {dark_column_streak} columns; water from " +
+              std::to_string(WATER_STREAK_LIMIT + 1));
 }
 
 void draw_otsu(sheet &s, const analysis &a) {
   const mark low = {grey(0.15), "\u25a0"}, high = {grey(0.82), "\u25a0"};
-  s.picture(a.shown.pixels, {{low.c, high.c}, a.otsu_threshold, a.otsu_threshold + 1});
-  if (!a.has_otsu_split()) return s.caption("All pixels have one level.");
-  s.caption(format("{} {} of at most {}, mean {:.1f}", key(low), a.otsu_low_count, a.otsu_threshold,
-                   a.otsu_low_mean),
-            format("{} {} above, mean {:.1f}", key(high), a.otsu_high_count, a.otsu_high_mean));
+  const json &threshold = a.measures.at("otsu_threshold");
+  const int32_t last_low = threshold.is_null() ? UINT8_MAX : threshold.get<int32_t>();
+  s.picture(a.shown.pixels, {{low.c, high.c}, last_low, last_low + 1});
+  if (threshold.is_null()) return s.caption("All pixels have one level.");
+  caption(s, a, key(low) + " {otsu_low_count} of at most {otsu_threshold}, mean {otsu_low_mean}",
+          key(high) + " {otsu_high_count} above, mean {otsu_high_mean}");
 }
 
 void draw_blocks(sheet &s, const analysis &a, const std::vector<uint8_t> &values,
                  const shading &colours, const std::string &figures) {
-  const block_summary &b = a.blocks;
+  const block_map &b = a.blocks;
   s.picture(a.shown.pixels, kPale);
   s.scale(colours);
   if (values.empty()) return s.caption(format("No block of {0} x {0} pixels fits.", b.side));
@@ -124,26 +127,25 @@ void draw_blocks(sheet &s, const analysis &a, const std::vector<uint8_t> &values
            {.size = size, .ink = light ? kInk : kPaper, .where = 0.5});
   }
   const auto [low, high] = std::ranges::minmax(values);
-  s.caption(format("{} x {} blocks of {} x {} pixels", b.columns, b.rows, b.side, b.side),
-            format("{} to {}, {}", low, high, figures));
+  caption(s, a, format("{0} x {1} blocks of {2} x {2} pixels", b.columns, b.rows, b.side),
+          format("{} to {}, ", low, high) + figures);
 }
 
 void draw_block_means(sheet &s, const analysis &a) {
-  draw_blocks(s, a, a.blocks.means, kGreys, format("standard deviation {:.1f}", a.blocks.means_sd));
+  draw_blocks(s, a, a.blocks.means, kGreys, "standard deviation {block_mean_sd}");
 }
 
 void draw_block_ranges(sheet &s, const analysis &a) {
-  const std::vector<uint8_t> &ranges = a.blocks.ranges;
-  const double sum = std::accumulate(ranges.begin(), ranges.end(), 0.0);
-  draw_blocks(s, a, ranges, {kHeat},
-              format("mean {:.1f}", sum / static_cast<double>(ranges.size())));
+  draw_blocks(s, a, a.blocks.ranges, {kHeat}, "mean {block_range}");
 }
 
 void draw_median(sheet &s, const analysis &a) {
   s.picture(a.median);
-  const double mean = static_cast<double>(a.median_distance) / static_cast<double>(a.shown.size());
-  s.caption(format("root mean square change {:.1f}", std::sqrt(mean)),
-            format("sum of squared differences {}", a.median_distance));
+  const double sum = a.measures.at("median_distance");
+  caption(s, a,
+          format("root mean square change {:.1f}",
+                 std::sqrt(sum / static_cast<double>(a.shown.size()))),
+          "sum of squared differences {median_distance}");
 }
 
 void draw_spikes(sheet &s, const analysis &a) {
@@ -155,22 +157,23 @@ void draw_spikes(sheet &s, const analysis &a) {
       s.outline(s.pixel(i).grown(rim ? 3 : 2), rim ? 3.5 : 1.5, rim ? kPaper : kRing.c);
     }
   }
-  s.caption(
-      format("{} replaced {}, margin {}", key(kRing), a.spikes_removed, a.settings.spike_delta),
-      format("spikes: strong {} (noise from {}), delta {} (from {})", a.spikes.strong_spike_count,
-             a.strong_spike_limit + 1, a.spikes.delta_spike_count, NOISE_DELTA_LIMIT + 1));
+  caption(s, a,
+          format("{} replaced {{spikes_removed}}, margin {}", key(kRing), a.settings.spike_delta),
+          "spikes: strong {strong_spikes} (noise above {strong_spike_limit}), delta {delta_spikes} "
+          "(above " +
+              std::to_string(NOISE_DELTA_LIMIT) + ")");
 }
 
 void draw_equalised(sheet &s, const analysis &a) {
   s.picture(a.equalised);
-  s.caption(levels_in(a.equalised), levels_in(a.shown.pixels) + " in the frame");
+  s.caption(format("grey levels: {}", levels_in(a.equalised)),
+            format("in the frame: {}", levels_in(a.shown.pixels)));
 }
 
 void draw_equalised_white(sheet &s, const analysis &a) {
   s.picture(a.equalised_white);
-  s.caption(
-      format("brightest {} % kept, {}", a.settings.white_percent, levels_in(a.equalised_white)),
-      levels_in(a.shown.pixels) + " in the frame");
+  s.caption(format("grey levels: {}", levels_in(a.equalised_white)),
+            format("brightest {} % kept", a.settings.white_percent));
 }
 
 void draw_histogram_of(sheet &s, const std::vector<uint8_t> &pixels,
@@ -182,14 +185,14 @@ void draw_histogram_of(sheet &s, const std::vector<uint8_t> &pixels,
 }
 
 void draw_histogram(sheet &s, const analysis &a) {
-  std::vector<chart_line> lines = {
-      {a.settings.low, format("low < {}", a.settings.low), {2, 3}},
-      {a.mean, format("mean {}", a.mean), {}},
-      {a.settings.high, format("high > {}", a.settings.high), {8, 3, 2, 3}},
+  const auto line = [&](const json &level, const char *name, const std::vector<double> &dashes) {
+    return chart_line{level, format("{} {}", name, level.dump()), dashes};
   };
-  if (a.has_otsu_split()) {
-    lines.push_back({a.otsu_threshold, format("Otsu {}", a.otsu_threshold), {6, 3}});
-  }
+  std::vector<chart_line> lines = {line(a.settings.low, "low <", {2, 3}),
+                                   line(a.measures.at("mean"), "mean", {}),
+                                   line(a.settings.high, "high >", {8, 3, 2, 3})};
+  const json &threshold = a.measures.at("otsu_threshold");
+  if (!threshold.is_null()) lines.push_back(line(threshold, "Otsu", {6, 3}));
   draw_histogram_of(s, a.shown.pixels, lines);
 }
 
@@ -222,24 +225,15 @@ std::vector<std::string> panel_names() {
   return names;
 }
 
-std::string frame_facts(const analysis &a) {
-  if (!a.raw) return format("{} x {} pixels of 8 bits", a.shown.width, a.shown.height);
-  const raw_facts &r = *a.raw;
-  return format(
-      "{} x {} samples of 16 bits{}; the upper 8 of {} bits; {} saturated, {} others over "
-      "the range",
-      r.width, r.height, r.dummy_removed ? ", without the T dummy" : "", r.sample_bits, r.saturated,
-      r.over_range);
-}
-
 void write_contact_sheet(const std::filesystem::path &file, const std::string &title,
                          const analysis &a, const std::string &panel) {
   const bool all = panel.empty();
   sheet s(a.shown, all ? 4 : 1, all ? 3 : 1);
   if (all) {
-    s.header(title, frame_facts(a),
-             {badge_for(a.white_noise, "white noise"), badge_for(a.noise, "noise"),
-              badge_for(a.water, "water"), badge_for(a.defect, "defect")});
+    const json &m = a.measures;
+    s.header(title, a.facts,
+             {badge_for(m.at("white_noise"), "white noise"), badge_for(m.at("noise"), "noise"),
+              badge_for(m.at("is_water"), "water"), badge_for(m.at("defect_found"), "defect")});
   }
   for (const auto &[name, text, draw] : kPanels) {
     if (!all && name != panel) continue;

@@ -16,7 +16,4 @@ std::vector<std::string> panel_names();
 void write_contact_sheet(const std::filesystem::path &file, const std::string &title,
                          const analysis &a, const std::string &panel = "");
 
-// The size and depth of a frame in a line.
-std::string frame_facts(const analysis &a);
-
 }  // namespace tools

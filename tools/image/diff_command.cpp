@@ -17,7 +17,6 @@ namespace tools {
 namespace {
 
 using fmt::format;
-using json = nlohmann::ordered_json;
 
 constexpr char kHelp[] =
     R"(A folder stands for the fp_data.bin in it, so that two units can be compared. Standard output
@@ -59,10 +58,13 @@ difference compare(const frame &a, const frame &b) {
 void draw_frame(sheet &s, const char *name, const analysis &a) {
   s.begin(name);
   s.picture(a.shown.pixels);
-  const auto tell = [](const verdict &v) { return !v.possible ? "n/a" : v.found ? "yes" : "no"; };
-  s.caption(format("mean {}, standard deviation {:.1f}", a.mean, a.std_dev),
-            format("defect {}, water {}, noise {}, white noise {}", tell(a.defect), tell(a.water),
-                   tell(a.noise), tell(a.white_noise)));
+  const auto verdict = [&](const char *key) {
+    const json &found = a.measures.at(key);
+    return found.is_null() ? "n/a" : found != 0 ? "yes" : "no";
+  };
+  s.caption(tell(a.measures, "mean {mean}, standard deviation {std_dev}"),
+            format("defect {}, water {}, noise {}, white noise {}", verdict("defect_found"),
+                   verdict("is_water"), verdict("noise"), verdict("white_noise")));
 }
 
 void draw_difference(sheet &s, const difference &d) {
@@ -95,9 +97,8 @@ void draw_marks(sheet &s, const analysis &a, const analysis &b) {
   s.begin("Defect marks");
   s.picture(b.shown.pixels, kPale);
   const auto draw = [&](const mark &m, const char *name, bool in_a, bool in_b) {
-    const int64_t count = s.draw_marks(m, [&](size_t i) {
-      return (a.marked.marks[i] != 0) == in_a && (b.marked.marks[i] != 0) == in_b;
-    });
+    const int64_t count = s.draw_marks(
+        m, [&](size_t i) { return (a.marks[i] != 0) == in_a && (b.marks[i] != 0) == in_b; });
     return format("{} {} {}   ", key(m), name, count);
   };
   std::string legend = draw(kSquare, "both", true, true);
@@ -114,7 +115,7 @@ exit_status run(const options &o) {
     std::error_code none;
     files[i] = std::filesystem::is_directory(given, none) ? given / ORVA_FP_DATA_FILE : given;
     frames[i] = analyse(files[i], load_frame(files[i], o.settings.layout), o.settings);
-    measures[i == 0 ? "a" : "b"] = to_json(files[i], frames[i]);
+    measures[i == 0 ? "a" : "b"] = frames[i].measures;
   }
   const frame &a = frames[0].shown, &b = frames[1].shown;
   if (a.width != b.width || a.height != b.height) {
@@ -132,7 +133,7 @@ exit_status run(const options &o) {
   if (!o.out.empty()) {
     sheet s(a, 3, 2);
     s.header(format("A: {}   B: {}", printable(o.files[0]), printable(o.files[1])),
-             frame_facts(frames[0]));
+             frames[0].facts);
     draw_frame(s, "A", frames[0]);
     draw_frame(s, "B", frames[1]);
     draw_difference(s, d);

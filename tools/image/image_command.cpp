@@ -77,12 +77,12 @@ void add_inspect_command(CLI::App *image, exit_status &result) {
   command->add_option("--panel", job->panels, "Draw this panel, and large, in place of the sheet")
       ->check(CLI::IsMember(panel_names()))
       ->needs(out);
-  CLI::Option *json = command->add_flag(
+  CLI::Option *as_json = command->add_flag(
       "--json", [job](int64_t) { job->form = report_form::kJson; }, "Print all measures as JSON");
   command
       ->add_flag(
           "--csv", [job](int64_t) { job->form = report_form::kCsv; }, "Print all measures as CSV")
-      ->excludes(json);
+      ->excludes(as_json);
   add_frame_options(command, job->settings);
   command->callback([job, &result] { result = inspect(*job); });
 }

@@ -17,7 +17,6 @@ namespace tools {
 namespace {
 
 namespace fs = std::filesystem;
-using json = nlohmann::ordered_json;
 
 // Lines on standard error and, on a terminal, below them how far a long batch is.
 class progress {
@@ -94,8 +93,8 @@ outcome inspect_one(const inspect_job &job, const std::string &file, const fs::p
   };
   try {
     const analysis a = analyse(file, load_frame(file, job.settings.layout), job.settings);
-    result.measures = to_json(file, a);
-    result.tiled = a.marked.tiles > 1;
+    result.measures = a.measures;
+    result.tiled = a.measures.at("tiles") > 1;
     if (!job.out.empty()) draw(job, file, picture, a, result.measures);
   } catch (const sheet_error &error) {
     show.note(error.what() + std::string("; skipped"));

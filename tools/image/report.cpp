@@ -1,8 +1,8 @@
 #include "tools/image/report.h"
 
 #include <algorithm>
+#include <fmt/args.h>
 #include <iomanip>
-#include <numeric>
 #include <sstream>
 #include <vector>
 
@@ -11,8 +11,6 @@
 namespace tools {
 
 namespace {
-
-using json = nlohmann::ordered_json;
 
 struct column {
   const char *title;
@@ -74,7 +72,7 @@ std::string field(const json &value) {
 }
 
 std::string to_csv(const json &frames) {
-  json keys = to_json("", analysis());
+  json keys = analyse("", {1, 1, {0}, {}}, {}).measures;
   keys["error"] = nullptr;
   std::vector<std::string> line;
   for (const auto &[key, none] : keys.items()) line.push_back(key);
@@ -89,72 +87,13 @@ std::string to_csv(const json &frames) {
 
 }  // namespace
 
-json to_json(const std::string &file, const analysis &a) {
-  const evaluation &e = a.marked;
-  const pixel_run &run = e.longest_run;
-  const auto bright = std::ranges::count(e.clusters, true, &pixel_cluster::bright);
-  const auto largest = std::ranges::max_element(e.clusters, {}, &pixel_cluster::pixels);
-  const pixel_cluster cluster = largest != e.clusters.end() ? *largest : pixel_cluster{};
-  const raw_facts raw = a.raw.value_or(raw_facts{});
-  json j = {{"file", file}};
-  // Null where they do not apply.
-  const auto add = [&](const json &measures, bool apply = true) {
-    for (const auto &[key, value] : measures.items()) j[key] = apply ? value : json();
-  };
-  const auto add_verdict = [&](const char *key, const verdict &v) {
-    add({{key, v.found ? 1 : 0}}, v.possible);
-  };
-  const auto add_blocks = [&](const std::string &key, std::vector<uint8_t> values) {
-    const bool apply = !values.empty();
-    if (!apply) values = {0};
-    const double sum = std::accumulate(values.begin(), values.end(), 0.0);
-    add({{key, sum / static_cast<double>(values.size())},
-         {key + "_min", std::ranges::min(values)},
-         {key + "_max", std::ranges::max(values)}},
-        apply);
-  };
-  add({{"width", a.shown.width}, {"height", a.shown.height}, {"bits", a.raw ? 16 : 8}});
-  add({{"sample_bits", raw.sample_bits}}, a.raw.has_value());
-  add_verdict("white_noise", a.white_noise);
-  add({{"saturated", raw.saturated}, {"over_range", raw.over_range}}, a.raw.has_value());
-  add({{"mean", a.mean}, {"minimum", a.minimum}, {"std_dev", a.std_dev}});
-  add({{"center_size", a.center}});
-  add({{"center_mean", a.center_mean}}, a.center_mean >= 0);
-  add({{"quadrant_means", a.quadrant_means}});
-  add({{"tiles", e.tiles}, {"eval_std_dev", e.std_dev}});
-  add({{"high_count", e.high_count}, {"low_count", e.low_count}});
-  add({{"deviation_count", e.deviation_count}});
-  add({{"max_run", e.max_run}, {"run_length", run.length}});
-  add({{"run_x", run.start.x}, {"run_y", run.start.y}, {"run_step", {run.step.x, run.step.y}}},
-      run.length != 0);
-  add({{"clusters", e.clusters.size()}, {"bright_clusters", bright}});
-  add({{"dark_clusters", std::ssize(e.clusters) - bright}});
-  add({{"cluster_x", cluster.first.x},
-       {"cluster_y", cluster.first.y},
-       {"cluster_pixels", cluster.pixels}},
-      !e.clusters.empty());
-  add_verdict("defect_found", a.defect);
-  add_verdict("is_water", a.water);
-  add({{"dark_rows", a.dark_rows.qualifying}, {"dark_columns", a.dark_columns.qualifying}});
-  add({{"dark_row_streak", a.dark_rows.longest_streak}});
-  add({{"dark_column_streak", a.dark_columns.longest_streak}});
-  add({{"otsu_threshold", a.otsu_threshold},
-       {"otsu_low_count", a.otsu_low_count},
-       {"otsu_high_count", a.otsu_high_count},
-       {"otsu_low_mean", a.otsu_low_mean},
-       {"otsu_high_mean", a.otsu_high_mean}},
-      a.has_otsu_split());
-  add({{"strong_spikes", a.spikes.strong_spike_count}});
-  add({{"strong_spike_limit", a.strong_spike_limit}});
-  add({{"delta_spikes", a.spikes.delta_spike_count}});
-  add({{"noise", a.noise_result}}, a.noise.possible);
-  add({{"spikes_removed", a.spikes_removed}, {"median_distance", a.median_distance}});
-  add({{"block_columns", a.blocks.columns}, {"block_rows", a.blocks.rows}});
-  add_blocks("block_mean", a.blocks.means);
-  add({{"block_mean_sd", a.blocks.means_sd}}, !a.blocks.means.empty());
-  add_blocks("block_range", a.blocks.ranges);
-  add({{"sheet", nullptr}, {"panels", json::array()}});
-  return j;
+std::string tell(const json &measures, const std::string &pattern) {
+  fmt::dynamic_format_arg_store<fmt::format_context> values;
+  for (const auto &[key, value] : measures.items()) {
+    const std::string text = cell(value);
+    values.push_back(fmt::arg(key.c_str(), text));
+  }
+  return fmt::vformat(pattern, values);
 }
 
 std::string report(const json &frames, report_form form) {

@@ -10,11 +10,11 @@ namespace tools {
 
 enum class report_form : uint8_t { kTable, kJson, kCsv };
 
-// Flat, with the same keys for every frame; null where a measure does not apply.
-nlohmann::ordered_json to_json(const std::string &file, const analysis &a);
+// The pattern with every key in braces replaced by its measure, as the table shows it.
+std::string tell(const json &measures, const std::string &pattern);
 
-// An array of such objects, or of ones with "file" and "error" alone. The table has the most
+// Of measures, or of objects with "file" and "error" alone. The table has the most
 // asked-for keys of those that were measured; CSV has a column for every key.
-std::string report(const nlohmann::ordered_json &frames, report_form form);
+std::string report(const json &frames, report_form form);
 
 }  // namespace tools
