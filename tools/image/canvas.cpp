@@ -113,17 +113,16 @@ void canvas::image(box b, const std::vector<uint32_t> &rgb, int32_t width, int32
   cairo_restore(context_.get());
 }
 
-std::vector<uint8_t> canvas::png() const {
-  std::vector<uint8_t> bytes;
-  const auto append = [](void *to, const uint8_t *data, unsigned int size) {
-    auto *all = static_cast<std::vector<uint8_t> *>(to);
-    all->insert(all->end(), data, data + size);
-    return CAIRO_STATUS_SUCCESS;
-  };
-  if (cairo_surface_write_to_png_stream(surface_.get(), append, &bytes) != CAIRO_STATUS_SUCCESS) {
-    throw std::bad_alloc();
+std::vector<uint8_t> canvas::rgb() const {
+  cairo_surface_flush(surface_.get());
+  const uint8_t *data = cairo_image_surface_get_data(surface_.get());
+  if (data == nullptr) throw std::bad_alloc();
+  const int32_t size = cairo_image_surface_get_stride(surface_.get()) * height();
+  std::vector<uint8_t> colours;
+  for (int32_t i = 0; i < size; i += 4) {
+    colours.insert(colours.end(), {data[i + 2], data[i + 1], data[i]});
   }
-  return bytes;
+  return colours;
 }
 
 }  // namespace tools

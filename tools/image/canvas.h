@@ -76,7 +76,8 @@ class canvas {
   void image(box b, const std::vector<uint32_t> &rgb, int32_t width, int32_t height);
 
   int32_t width() const { return cairo_image_surface_get_width(surface_.get()); }
-  std::vector<uint8_t> png() const;
+  int32_t height() const { return cairo_image_surface_get_height(surface_.get()); }
+  std::vector<uint8_t> rgb() const;
 
  protected:
   canvas(double width, double height);

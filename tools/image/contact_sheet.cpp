@@ -240,7 +240,7 @@ void write_contact_sheet(const std::filesystem::path &file, const std::string &t
     s.begin(all ? text : format("{}: {}", title, text));
     draw(s, a);
   }
-  save_sheet(file, s.png());
+  save_sheet(file, s);
 }
 
 }  // namespace tools

@@ -138,7 +138,7 @@ exit_status run(const options &o) {
     draw_frame(s, "B", frames[1]);
     draw_difference(s, d);
     draw_marks(s, frames[0], frames[1]);
-    save_sheet(o.out, s.png());
+    save_sheet(o.out, s);
   }
   FILE *text = lines_beside(o.out);
   if (o.as_json) {

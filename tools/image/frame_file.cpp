@@ -5,14 +5,13 @@
 #include <cerrno>
 #include <cstring>
 #include <locale>
+#include <lodepng.h>
 #include <memory>
 #include <sstream>
-#include <stb_image.h>
-#include <stb_image_write.h>
 #include <string_view>
 #include <unistd.h>
-#include <zlib.h>
 
+#include "tools/image/canvas.h"
 #include "tools/image/text.h"
 #include "tools/output_file.h"
 
@@ -28,13 +27,8 @@ static_assert(std::endian::native == std::endian::little, "raw samples and BMP a
 constexpr size_t kLargestFile = 256u << 20;
 constexpr int64_t kBmpFileHeader = 14;
 constexpr int64_t kBmpHeaders = kBmpFileHeader + 40;
-constexpr std::string_view kPngSignature = "\x89PNG\r\n\x1a\n";
-// The chunk of text that follows the header in our own pictures, with its length and checksum.
-constexpr size_t kPngHeader = 33;
-constexpr std::string_view kSheetMark(
-    "\0\0\0\x16tEXtSoftware\0orva-fp sheet"
-    "\xb0\x23\x7b\x31",
-    34);
+// The text by which our own pictures are known.
+constexpr char kSoftware[] = "Software", kSheet[] = "orva-fp sheet";
 
 std::string extension_of(const fs::path &file) {
   std::string extension = file.extension().string();
@@ -70,7 +64,6 @@ struct input {
     memcpy(&value, content.data() + at, sizeof value);
     return value;
   }
-  uint32_t big_endian(int64_t at) const { return __builtin_bswap32(word(at)); }
 };
 
 input read_file(const fs::path &file) {
@@ -120,53 +113,36 @@ frame load_bmp(input &in) {
   return f;
 }
 
-// stb looks at no checksum, and takes what is there of a cut file.
-void check_png_chunks(const input &in) {
-  constexpr int64_t kAround = 12;  // length, kind and checksum
-  for (int64_t at = std::ssize(kPngSignature);;) {
-    const int64_t left = std::ssize(in.content) - at - kAround;
-    const uint32_t length = left < 0 ? 0 : in.big_endian(at);
-    in.need(length <= left, "damaged PNG: truncated after {} bytes", in.content.size());
-    const int64_t kind = at + 4;
-    in.need(crc32(0, in.content.data() + kind, length + 4) == in.big_endian(kind + 4 + length),
-            "damaged PNG: a checksum is wrong");
-    if (in.text().substr(static_cast<size_t>(kind), 4) == "IEND") return;
-    at += kAround + length;
-  }
-}
-
+// Decoded as colours of 16 bits, of which grey has three equal ones and 8 bits two equal halves.
 frame load_png(input &in) {
-  check_png_chunks(in);
-  if (in.text().find(kSheetMark) == kPngHeader) {
-    throw sheet_error(in.file, "a sheet, not a frame");
-  }
-  const auto need_stb = [&](bool holds) {
-    in.need(holds, "damaged PNG: {}", stbi_failure_reason());
+  lodepng::State png;
+  png.info_raw.colortype = LCT_RGB;
+  png.info_raw.bitdepth = 16;
+  const auto need_none = [&](unsigned error) {
+    in.need(error == 0, "damaged PNG: {}", lodepng_error_text(error));
   };
-  const auto length = static_cast<int>(in.content.size());
-  int width = 0, height = 0, channels = 0;
-  need_stb(stbi_info_from_memory(in.content.data(), length, &width, &height, &channels) != 0);
+  unsigned width = 0, height = 0;
+  bytes colours;
+  need_none(lodepng_inspect(&width, &height, &png, in.content.data(), in.content.size()));
   frame f = in.sized(width, height);
-  // Levels of 8 bits come as both halves of 16, and grey as three equal colours.
-  constexpr int kColours = 3;
-  const std::unique_ptr<stbi_us[], decltype(&stbi_image_free)> samples(
-      stbi_load_16_from_memory(in.content.data(), length, &width, &height, &channels, kColours),
-      stbi_image_free);
-  need_stb(samples != nullptr);
-  for (size_t i = 0; i < f.size(); ++i) {
-    const stbi_us *s = &samples[kColours * i];
-    in.need(s[0] == s[1] && s[0] == s[2], "a colour image");
-    f.samples.push_back(s[0]);
+  need_none(lodepng::decode(colours, width, height, png, in.content));
+  for (size_t i = 0; i < png.info_png.text_num; ++i) {
+    if (png.info_png.text_strings[i] == std::string_view(kSheet)) {
+      throw sheet_error(in.file, "a sheet, not a frame");
+    }
   }
-  if (!stbi_is_16_bit_from_memory(in.content.data(), length)) {
-    f.pixels.assign(f.samples.begin(), f.samples.end());
-    f.samples.clear();
+  for (size_t i = 0; i < colours.size(); i += 6) {
+    const uint8_t *c = &colours[i];
+    in.need(memcmp(c, c + 2, 4) == 0, "a colour image");
+    if (png.info_png.color.bitdepth == 16) {
+      f.samples.push_back(static_cast<uint16_t>(c[0] << 8 | c[1]));
+    } else {
+      f.pixels.push_back(c[0]);
+    }
   }
   return f;
 }
 
-// stb does not tell the largest level of a PGM, leaves 16-bit samples in the order of the file and
-// takes cut files.
 frame load_pgm(input &in) {
   std::istringstream header(std::string(in.text().substr(0, 4096)));
   header.ignore(2);
@@ -215,7 +191,7 @@ frame load_raw(const input &in, const raw_layout &layout) {
   return f;
 }
 
-// 8 bits with a grey palette; stb writes colours only.
+// 8 bits with a grey palette.
 bytes bmp_bytes(const frame &f) {
   constexpr uint32_t kOffset = kBmpHeaders + 4 * 256, kDotsPerMetre = 2835;
   const auto width = static_cast<uint32_t>(f.width), height = static_cast<uint32_t>(f.height);
@@ -256,12 +232,8 @@ bytes raw_bytes(const frame &f) {
 
 bytes png_bytes(const frame &f) {
   bytes out;
-  const auto collect = [](void *context, void *data, int size) {
-    const auto *begin = static_cast<const uint8_t *>(data);
-    auto *to = static_cast<bytes *>(context);
-    to->insert(to->end(), begin, begin + size);
-  };
-  stbi_write_png_to_func(collect, &out, f.width, f.height, 1, f.pixels.data(), f.width);
+  lodepng::encode(out, f.pixels, static_cast<unsigned>(f.width), static_cast<unsigned>(f.height),
+                  LCT_GREY);
   return out;
 }
 
@@ -274,7 +246,7 @@ struct file_format {
   frame (*load)(input &) = nullptr;
 };
 constexpr file_format kFormats[] = {
-    {"png", false, png_bytes, kPngSignature, load_png},
+    {"png", false, png_bytes, "\x89PNG\r\n\x1a\n", load_png},
     {"pgm", true, pgm_bytes, "P5", load_pgm},
     {"bmp", false, bmp_bytes, "BM", load_bmp},
     {"raw", true, raw_bytes},
@@ -331,9 +303,14 @@ void save_frame(const fs::path &file, const std::string &format, const frame &f)
   write_output_file(file, std::ranges::find(kFormats, format, &file_format::name)->encode(f));
 }
 
-void save_sheet(const fs::path &file, bytes png) {
-  png.insert(png.begin() + kPngHeader, kSheetMark.begin(), kSheetMark.end());
-  write_output_file(file, png);
+void save_sheet(const fs::path &file, const canvas &drawn) {
+  lodepng::State png;
+  png.info_raw.colortype = LCT_RGB;
+  lodepng_add_text(&png.info_png, kSoftware, kSheet);
+  bytes out;
+  lodepng::encode(out, drawn.rgb(), static_cast<unsigned>(drawn.width()),
+                  static_cast<unsigned>(drawn.height()), png);
+  write_output_file(file, out);
 }
 
 }  // namespace tools

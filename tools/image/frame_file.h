@@ -12,6 +12,8 @@
 
 namespace tools {
 
+class canvas;
+
 // Up to this many pixels the histograms are exact.
 inline constexpr int64_t kLargestFrame = HISTEQ_MAX_PIXELS;
 
@@ -70,6 +72,6 @@ std::string output_format(const std::filesystem::path &file, const std::string &
 void save_frame(const std::filesystem::path &file, const std::string &format, const frame &f);
 
 // With a mark by which load_frame knows it; throws as save_frame.
-void save_sheet(const std::filesystem::path &file, std::vector<uint8_t> png);
+void save_sheet(const std::filesystem::path &file, const canvas &drawn);
 
 }  // namespace tools
