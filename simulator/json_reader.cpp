@@ -181,13 +181,17 @@ std::optional<std::string> read_bytes(const std::filesystem::path &file, size_t 
                                       std::string &problem) {
   errno = 0;
   std::ifstream stream(file, std::ios::binary);
+  return read_bytes(stream, longest, problem);
+}
+
+std::optional<std::string> read_bytes(std::istream &stream, size_t longest, std::string &problem) {
   std::string bytes;
   std::vector<char> piece(size_t{64} << 10);
   while (stream && bytes.size() <= longest) {
     stream.read(piece.data(), static_cast<std::streamsize>(piece.size()));
     bytes.append(piece.data(), static_cast<size_t>(stream.gcount()));
   }
-  if (!stream.is_open() || stream.bad()) {
+  if (stream.bad() || (stream.fail() && !stream.eof())) {
     problem = strerror(errno);
     return std::nullopt;
   }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <istream>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -75,9 +76,10 @@ void read_json_lines(const std::filesystem::path &file,
 // The bytes that pairs of hexadecimal digits stand for, blanks ignored; nothing for anything else.
 std::optional<std::vector<uint8_t>> bytes_of_hex(std::string_view digits);
 
-// The bytes of a file; nothing, and the problem, when it cannot be read or is longer than the
-// limit.
+// All bytes of a file or a stream; nothing, and the problem, when it cannot be read or is longer
+// than the limit.
 std::optional<std::string> read_bytes(const std::filesystem::path &file, size_t longest,
                                       std::string &problem);
+std::optional<std::string> read_bytes(std::istream &stream, size_t longest, std::string &problem);
 
 }  // namespace simulator

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fmt/format.h>
 #include <map>
 #include <set>
@@ -236,6 +237,27 @@ std::string shortened(const json &value) {
 }
 
 }  // namespace
+
+std::string describe(const exchange &e) {
+  const exchange_step &answer = e.answer;
+  std::string text = fmt::format("script={} variant={} interrupt={} -> ", e.request.script_id,
+                                 e.request.script_variant, e.request.interrupt_triggered);
+  if (answer.failure != 0) return text + fmt::format("callback fails with {}", answer.failure);
+  text += action_name(answer.result);
+  if (answer.text) text += fmt::format(", text {} bytes", answer.text->size());
+  const auto data_len = answer.data_len.value_or(static_cast<int32_t>(answer.data.size()));
+  if (data_len != 0) text += fmt::format(", data_len {}", data_len);
+  if (answer.reply_size) text += fmt::format(", reply_size {}", *answer.reply_size);
+  return text;
+}
+
+std::string describe(const wait &w) {
+  const std::string limit = w.limit_ms < 0 ? "none" : fmt::format("{} ms", w.limit_ms);
+  std::string outcome = kOutcomeNames[static_cast<size_t>(w.outcome)];
+  if (w.outcome == wait_outcome::kErrorEvent) outcome += fmt::format(" {:#x}", w.events);
+  if (w.error != 0) outcome += std::string(": ") + strerror(w.error);
+  return fmt::format("limit={} -> {}", limit, outcome);
+}
 
 // The name of a file need not be UTF-8, all of JSON is.
 std::string line_of(const recorded &r) {

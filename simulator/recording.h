@@ -32,6 +32,10 @@ struct recorded {
   event what;
 };
 
+// One line for people.
+std::string describe(const exchange &e);
+std::string describe(const wait &w);
+
 // Without the line feed.
 std::string line_of(const recorded &r);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 namespace simulator {
 
@@ -48,10 +49,10 @@ std::optional<uint8_t> find_opcode(std::string_view name) {
 
 std::string describe(const command &c) {
   char text[160];
-  snprintf(text, sizeof text, "%-11s len=%u speed_hz=%u param=%u,%u,%u%s",
+  snprintf(text, sizeof text, "%-11s len=%u speed_hz=%u param=%u,%u,%u",
            opcode_name(c.opcode()).c_str(), c.len(), c.speed_hz(), c.param()[0], c.param()[1],
-           c.param()[2], c.error != 0 ? " -> fails" : "");
-  return text;
+           c.param()[2]);
+  return c.error != 0 ? text + std::string(" -> fails: ") + strerror(c.error) : text;
 }
 
 int sensor_model::fault_for(uint8_t opcode, uint32_t nth) const {

@@ -40,7 +40,7 @@ struct command {
 std::string opcode_name(uint8_t opcode);
 std::optional<uint8_t> find_opcode(std::string_view name);
 
-// One line for people: name, argument, clock and parameters.
+// One line for people: name, argument, clock, parameters and failure.
 std::string describe(const command &c);
 
 // What happens after the interrupt has been armed.

@@ -65,12 +65,20 @@ void synthetic_frame::add_water(place corner, int32_t columns, int32_t rows) {
       set(x, y, static_cast<uint8_t>(28 + pixels_[index(x, y)] / 64));
     }
   }
+  defects_.push_back(
+      {{"kind", "water"}, {"x", corner.x}, {"y", corner.y}, {"width", columns}, {"height", rows}});
 }
 
 void synthetic_frame::add_line(place start, place step, int32_t length, uint8_t level) {
   need_inside(start, {start.x + step.x * (length - 1), start.y + step.y * (length - 1)},
               "the dead line");
   for (int32_t i = 0; i < length; ++i) set(start.x + step.x * i, start.y + step.y * i, level);
+  defects_.push_back({{"kind", "dead line"},
+                      {"x", start.x},
+                      {"y", start.y},
+                      {"step", {step.x, step.y}},
+                      {"length", length},
+                      {"level", level}});
 }
 
 void synthetic_frame::add_cluster(place corner, int32_t size, uint8_t level) {
@@ -78,6 +86,12 @@ void synthetic_frame::add_cluster(place corner, int32_t size, uint8_t level) {
   for (int32_t y = corner.y; y < corner.y + size; ++y) {
     for (int32_t x = corner.x; x < corner.x + size; ++x) set(x, y, level);
   }
+  defects_.push_back({{"kind", "cluster"},
+                      {"x", corner.x},
+                      {"y", corner.y},
+                      {"width", size},
+                      {"height", size},
+                      {"level", level}});
 }
 
 std::vector<synthetic_frame::place> synthetic_frame::shuffled(std::vector<place> places) {
@@ -87,7 +101,13 @@ std::vector<synthetic_frame::place> synthetic_frame::shuffled(std::vector<place>
   return places;
 }
 
-std::vector<synthetic_frame::place> synthetic_frame::saturate(int32_t count) {
+void synthetic_frame::put_down(const char *kind, const std::vector<place> &scattered) {
+  auto pixels = nlohmann::ordered_json::array();
+  for (const place p : scattered) pixels.push_back({p.x, p.y, pixels_[index(p.x, p.y)]});
+  defects_.push_back({{"kind", kind}, {"count", scattered.size()}, {"pixels", pixels}});
+}
+
+void synthetic_frame::saturate(int32_t count) {
   std::vector<place> places;
   for (int32_t y = 0; y < height_; ++y) {
     for (int32_t x = 1; x < width_ - 1; ++x) {
@@ -101,10 +121,10 @@ std::vector<synthetic_frame::place> synthetic_frame::saturate(int32_t count) {
   places = shuffled(std::move(places));
   places.resize(static_cast<size_t>(count));
   for (const place p : places) set(p.x, p.y, kBright);
-  return places;
+  put_down("saturated", places);
 }
 
-std::vector<synthetic_frame::place> synthetic_frame::add_salt_and_pepper(int32_t count) {
+void synthetic_frame::add_salt_and_pepper(int32_t count) {
   // Three pixels apart none is another's neighbour.
   std::vector<place> grid;
   for (int32_t y = 1; y < height_ - 1; y += 3) {
@@ -112,7 +132,7 @@ std::vector<synthetic_frame::place> synthetic_frame::add_salt_and_pepper(int32_t
   }
   std::vector<place> placed;
   for (const place p : shuffled(std::move(grid))) {
-    if (std::ssize(placed) == count) return placed;
+    if (std::ssize(placed) == count) break;
     const size_t around[] = {index(p.x, p.y), index(p.x, p.y - 1), index(p.x, p.y + 1),
                              index(p.x - 1, p.y), index(p.x + 1, p.y)};
     if (std::any_of(std::begin(around), std::end(around),
@@ -132,7 +152,7 @@ std::vector<synthetic_frame::place> synthetic_frame::add_salt_and_pepper(int32_t
     throw placement_error("there is room for " + std::to_string(placed.size()) +
                           " pixels of salt and pepper only");
   }
-  return placed;
+  put_down("salt and pepper", placed);
 }
 
 std::vector<uint16_t> synthetic_frame::raw(bool with_dummy) const {

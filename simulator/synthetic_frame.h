@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <vector>
 
@@ -41,16 +42,19 @@ class synthetic_frame {
   // A square of one level.
   void add_cluster(place corner, int32_t size, uint8_t level);
 
-  // Pixels of 255, not in the first or last column. Returns their places.
-  std::vector<place> saturate(int32_t count);
+  // Pixels of 255, not in the first or last column.
+  void saturate(int32_t count);
 
-  // Isolated pixels of 0 or 255, each a spike with a margin of 42. Returns their places.
-  std::vector<place> add_salt_and_pepper(int32_t count);
+  // Isolated pixels of 0 or 255, each a spike with a margin of 42.
+  void add_salt_and_pepper(int32_t count);
 
   int32_t width() const { return width_; }
   int32_t height() const { return height_; }
   const std::vector<uint8_t> &pixels() const { return pixels_; }
-  uint8_t level(place p) const { return pixels_[index(p.x, p.y)]; }
+
+  // An array of the defects in the order in which they were put in, each with its kind, its place
+  // and its size or pixels: docs/image-tool.md.
+  const nlohmann::ordered_json &defects() const { return defects_; }
 
   // The frame as the sensor would hand it over: samples of kSampleBits with 65535 for 255 and,
   // where asked for, a row 0 and a column in the middle of dummy samples, each of which makes it
@@ -63,6 +67,7 @@ class synthetic_frame {
   }
   void need_inside(place first, place last, const char *what) const;
   void set(int32_t x, int32_t y, uint8_t level);
+  void put_down(const char *kind, const std::vector<place> &scattered);
   std::vector<place> shuffled(std::vector<place> places);
 
   int32_t width_;
@@ -70,6 +75,7 @@ class synthetic_frame {
   uint64_t random_;
   std::vector<uint8_t> pixels_;
   std::vector<bool> defective_;
+  nlohmann::ordered_json defects_ = nlohmann::ordered_json::array();
 };
 
 }  // namespace simulator

@@ -18,4 +18,7 @@ void add_sensor_test_command(CLI::App &app, exit_status &result);
 void add_device_command(CLI::App &app, exit_status &result);
 void add_image_command(CLI::App &app, exit_status &result);
 
+// orva-fp image inspect of the data file in a folder, with a contact sheet beside it.
+exit_status inspect_data_file(const std::string &folder, int32_t width, int32_t height);
+
 }  // namespace tools

@@ -12,6 +12,7 @@
 
 #include "simulator/json_reader.h"
 #include "tools/commands.h"
+#include "tools/output_file.h"
 #include "tools/sensor_at_work.h"
 #include "tools/simulation.h"
 #include "tools/trace.h"
@@ -44,8 +45,7 @@ struct wait_options {
 struct command_options {
   uint8_t code = 0;
   std::string tx;
-  uint32_t rx = 0;
-  uint32_t len = 0;
+  uint32_t rx = 0, len = 0;
   std::vector<uint8_t> param;
   uint32_t speed_hz = 0;
 };

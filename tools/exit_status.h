@@ -35,14 +35,9 @@ inline constexpr char kExitStatuses[] = R"(Exit status:
   9  the run differs from the recording of --against)";
 
 // Ends the program with one line on standard error and an exit status.
-class command_error : public std::runtime_error {
- public:
-  command_error(exit_status status, const std::string &what)
-      : std::runtime_error(what), status_(status) {}
-  exit_status status() const { return status_; }
-
- private:
-  exit_status status_;
+struct command_error : std::runtime_error {
+  command_error(exit_status s, const std::string &what) : std::runtime_error(what), status(s) {}
+  const exit_status status;
 };
 
 // Ends the program with a reason unless it holds.

@@ -7,6 +7,7 @@
 #include <orva_fp/version.h>
 
 #include "simulator/scenario.h"
+#include "simulator/synthetic_frame.h"
 #include "tools/commands.h"
 #include "tools/output_file.h"
 #include "tools/trace.h"
@@ -55,19 +56,15 @@ int main(int argc, char **argv) {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) == -1) open("/dev/null", O_RDONLY);
   }
-  const auto fail = [](const std::exception &error, tools::exit_status status) {
-    tools::complain(error.what());
-    return status;
-  };
   try {
     return run(argc, argv);
-  } catch (const CLI::ParseError &error) {
-    return fail(error, tools::kBadUsage);
-  } catch (const simulator::scenario_error &error) {
-    return fail(error, tools::kBadScenario);
-  } catch (const tools::command_error &error) {
-    return fail(error, error.status());
   } catch (const std::exception &error) {
-    return fail(error, tools::kBadOutput);
+    tools::complain(error.what());
+    if (const auto *own = dynamic_cast<const tools::command_error *>(&error)) return own->status;
+    if (dynamic_cast<const simulator::scenario_error *>(&error) != nullptr)
+      return tools::kBadScenario;
+    const bool usage = dynamic_cast<const CLI::ParseError *>(&error) != nullptr ||
+                       dynamic_cast<const simulator::placement_error *>(&error) != nullptr;
+    return usage ? tools::kBadUsage : tools::kBadOutput;
   }
 }

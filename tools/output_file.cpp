@@ -78,15 +78,11 @@ void write_output_file(const std::string &path, std::span<const uint8_t> bytes) 
   file.commit();
 }
 
-void refuse_output_folder(const std::string &folder, const std::string &why) {
-  throw command_error(kBadOutput, "output folder " + folder + ": " + why);
-}
-
 void prepare_output_folder(const std::string &folder) {
   const bool there = mkdir(folder.c_str(), 0777) == 0 || errno == EEXIST;
   // With the slash only a folder is found.
-  if (there && access((folder + "/").c_str(), W_OK | X_OK) == 0) return;
-  refuse_output_folder(folder, strerror(errno));
+  const bool usable = there && access((folder + "/").c_str(), W_OK | X_OK) == 0;
+  need(usable, kBadOutput, "output folder {}: {}", folder, strerror(errno));
 }
 
 void flush_standard_output() {

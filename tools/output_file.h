@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
+#include <fmt/format.h>
 #include <span>
 #include <string>
 #include <string_view>
@@ -35,7 +37,14 @@ void write_output_file(const std::string &path, std::span<const uint8_t> bytes);
 // Makes the folder when it is missing. Throws command_error when it cannot be made or written.
 void prepare_output_folder(const std::string &folder);
 
-[[noreturn]] void refuse_output_folder(const std::string &folder, const std::string &why);
+// fmt::print throws when a stream fails; standard output is checked at the end.
+template <typename... Parts>
+void print(FILE *to, fmt::format_string<Parts...> pattern, Parts &&...parts) {
+  fputs(fmt::format(pattern, std::forward<Parts>(parts)...).c_str(), to);
+}
+
+// A line on standard error.
+inline void complain(const std::string &what) { print(stderr, "orva-fp: {}\n", what); }
 
 // Standard output step by step, for a reader who follows it.
 void flush_standard_output();

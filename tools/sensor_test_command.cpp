@@ -19,9 +19,6 @@
 #include "tools/sensor_at_work.h"
 #include "tools/simulation.h"
 #include "tools/trace.h"
-#ifdef ORVA_FP_IMAGE_COMMAND
-#include "tools/image/inspect.h"
-#endif
 
 namespace tools {
 
@@ -40,14 +37,13 @@ constexpr int32_t kStopRequested = -EINTR;
 
 struct options {
   int32_t script = 0;
-  std::string scenario_file;
+  std::string scenario_file, against_file;
   simulator::scenario scenario;
   std::string folder;  // of the result files
   std::string serial;
   bool simulated = false;
   trace_options shown;
-  std::string record;  // recording to write, none when empty
-  std::string against_file;
+  std::string record;                        // recording to write, none when empty
   std::vector<simulator::recorded> against;  // to compare with, unless empty
   std::string expected;                      // line of the result log, any when empty
   uint32_t repeat = 1;
@@ -180,8 +176,9 @@ class sensor_test_run {
 // No other run uses the folder until this program ends.
 void lock_folder(const std::string &folder) {
   const int handle = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (handle != -1 && flock(handle, LOCK_EX | LOCK_NB) == 0) return;
-  refuse_output_folder(folder, errno == EWOULDBLOCK ? "another run uses it" : strerror(errno));
+  const bool locked = handle != -1 && flock(handle, LOCK_EX | LOCK_NB) == 0;
+  need(locked, kBadOutput, "output folder {}: {}", folder,
+       errno == EWOULDBLOCK ? "another run uses it" : strerror(errno));
 }
 
 // The frame that the last step of the scenario sends, which is what the data file then holds.
@@ -222,19 +219,10 @@ exit_status run_all(const options &o) {
   return worst;
 }
 
-// Goes on to the contact sheet of the data file.
 exit_status inspect_data([[maybe_unused]] const options &o) {
 #ifdef ORVA_FP_IMAGE_COMMAND
-  const simulator::frame_shape shape = last_frame(o.scenario);
-  inspect_job job;
-  job.files = {o.folder + "/" ORVA_FP_DATA_FILE};
-  job.out = o.folder;
-  job.settings.layout = {.width = static_cast<int32_t>(shape.width),
-                         .height = static_cast<int32_t>(shape.height),
-                         .bits = 8};
-  const exit_status status = inspect(job);
-  if (status != kBadFrame) printf("contact sheet: %s.sheet.png\n", job.files[0].c_str());
-  return status;
+  const auto [width, height] = last_frame(o.scenario);
+  return inspect_data_file(o.folder, static_cast<int32_t>(width), static_cast<int32_t>(height));
 #else
   throw command_error(kBadUsage, "--inspect: this build has no image sub-command");
 #endif
@@ -258,9 +246,8 @@ exit_status run(options o) {
 }
 
 std::string check_serial(const std::string &name) {
-  const bool plain =
-      !name.empty() && name[0] != '.' && name.find('/') == std::string::npos &&
-      std::none_of(name.begin(), name.end(), [](unsigned char c) { return c < ' '; });
+  const bool plain = !name.empty() && name[0] != '.' &&
+                     std::ranges::none_of(name, [](uint8_t c) { return c < ' ' || c == '/'; });
   return plain ? "" : "must be a plain file name that does not begin with a dot";
 }
 

@@ -60,7 +60,4 @@ class trace {
   bool armed_ = false;
 };
 
-// A line on standard error, in step with standard output.
-void complain(const std::string &what);
-
 }  // namespace tools

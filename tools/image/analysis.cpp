@@ -271,17 +271,17 @@ std::optional<dark_lines::stretch> dark_stretch(Pixel pixel, int32_t length, int
 template <typename Pixel>
 dark_lines find_dark_lines(Pixel pixel, int32_t lines, int32_t length, int32_t first) {
   dark_lines d;
+  d.in_water.resize(static_cast<size_t>(lines));
   int32_t streak = 0;
   for (int32_t line = 0; line < lines; ++line) {
     d.lines.push_back(dark_stretch([&](int32_t i) { return pixel(line, i); }, length, first));
-    d.in_water.push_back(false);
     if (d.lines.back()) {
       ++d.qualifying;
       ++streak;
       continue;
     }
     d.longest_streak = std::max(d.longest_streak, streak);
-    if (streak >= kWaterStreak) std::fill_n(d.in_water.end() - 1 - streak, streak, true);
+    if (streak >= kWaterStreak) std::fill_n(d.in_water.begin() + line - streak, streak, true);
     streak = 0;
   }
   return d;

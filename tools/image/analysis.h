@@ -29,8 +29,7 @@ struct inspect_settings {
 };
 
 struct pixel_place {
-  int32_t x;
-  int32_t y;
+  int32_t x, y;
 };
 
 // Marked pixels in a straight line.
@@ -48,8 +47,7 @@ struct pixel_run {
 // marked high, or not marked low and above the mean, or all dark. first and last are opposite
 // corners.
 struct pixel_cluster {
-  pixel_place first;
-  pixel_place last;
+  pixel_place first, last;
   int32_t pixels;
   bool bright;
 };
@@ -57,8 +55,7 @@ struct pixel_cluster {
 // Rows or columns of a frame with the dark stretch that makes each count as crossed by water.
 struct dark_lines {
   struct stretch {
-    int32_t first;
-    int32_t length;
+    int32_t first, length;
   };
   std::vector<std::optional<stretch>> lines;
   std::vector<bool> in_water;  // the line is part of a streak that makes water
@@ -68,13 +65,8 @@ struct dark_lines {
 
 // Blocks of side x side pixels in the middle of the frame, row by row.
 struct block_map {
-  int32_t side = 0;
-  int32_t columns = 0;
-  int32_t rows = 0;
-  int32_t left = 0;
-  int32_t top = 0;
-  std::vector<uint8_t> means;
-  std::vector<uint8_t> ranges;
+  int32_t side = 0, columns = 0, rows = 0, left = 0, top = 0;
+  std::vector<uint8_t> means, ranges;
 };
 
 // A frame of more pixels than one evaluation takes is evaluated in tiles, each of as many whole
@@ -92,13 +84,9 @@ struct analysis {
   std::vector<uint8_t> marks;
   pixel_run longest_run;
   std::vector<pixel_cluster> clusters;
-  dark_lines dark_rows;
-  dark_lines dark_columns;
+  dark_lines dark_rows, dark_columns;
   block_map blocks;
-  std::vector<uint8_t> median;
-  std::vector<uint8_t> despiked;
-  std::vector<uint8_t> equalised;
-  std::vector<uint8_t> equalised_white;
+  std::vector<uint8_t> median, despiked, equalised, equalised_white;
 };
 
 // The upper 8 of the bits in use: 255 for samples that need more.

@@ -20,15 +20,11 @@ namespace fs = std::filesystem;
 
 struct options {
   std::vector<std::string> words;
-  std::string out;
-  std::string as;
+  std::string out, as, mask;
   raw_layout layout;
   int32_t delta = NOISE_DEFAULT_DELTA;
   int32_t white_percent = HISTEQ_DEFAULT_WHITE_PERCENT;
-  bool vertical = false;
-  bool horizontal = false;
-  bool keep_dummy = false;
-  std::string mask;
+  bool vertical = false, horizontal = false, keep_dummy = false;
 };
 
 // A filter's part of the work on one file.
@@ -175,8 +171,8 @@ exit_status run(const CLI::App &apply, options o) {
       if (fs::equivalent(in, out, none)) throw frame_error(in, "would be written over");
       apply_to(o, filters, in, out);
     } catch (const command_error &error) {
-      print(stderr, "orva-fp: {}\n", error.what());
-      if (status != kBadOutput) status = error.status();
+      complain(error.what());
+      if (status != kBadOutput) status = error.status;
     }
   }
   return status;

@@ -14,12 +14,7 @@ canvas::canvas(double width, double height)
   set(kPaper);
   cairo_paint(context_.get());
   // Widths in whole pixels would not scale.
-  PangoContext *text = pango_layout_get_context(layout_.get());
-  cairo_font_options_t *options = cairo_font_options_create();
-  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
-  pango_cairo_context_set_font_options(text, options);
-  pango_context_set_round_glyph_positions(text, false);
-  cairo_font_options_destroy(options);
+  pango_context_set_round_glyph_positions(pango_layout_get_context(layout_.get()), false);
   pango_layout_set_single_paragraph_mode(layout_.get(), true);
 }
 
@@ -90,25 +85,17 @@ void canvas::text(double x, double y, const std::string &text, const text_style 
 }
 
 void canvas::image(box b, const std::vector<uint32_t> &rgb, int32_t width, int32_t height) {
-  // cairo takes no longer sides: of such, every so many pixels.
-  constexpr int32_t kLongest = 32767;
-  const int32_t step_x = (width - 1) / kLongest + 1, step_y = (height - 1) / kLongest + 1;
-  std::vector<uint32_t> kept;
-  for (int32_t y = 0; y < height; y += step_y) {
-    const uint32_t *row = &rgb[static_cast<size_t>(y) * static_cast<size_t>(width)];
-    for (int32_t x = 0; x < width; x += step_x) kept.push_back(row[x]);
-  }
-  const int32_t columns = (width - 1) / step_x + 1, rows = (height - 1) / step_y + 1;
-  const surface source(cairo_image_surface_create_for_data(
-      reinterpret_cast<uint8_t *>(kept.data()), CAIRO_FORMAT_RGB24, columns, rows, columns * 4));
-
+  // Only read.
+  auto *pixels = const_cast<uint8_t *>(reinterpret_cast<const uint8_t *>(rgb.data()));
+  const surface source(
+      cairo_image_surface_create_for_data(pixels, CAIRO_FORMAT_RGB24, width, height, width * 4));
   cairo_save(context_.get());
   cairo_translate(context_.get(), b.x, b.y);
-  cairo_scale(context_.get(), b.width / columns, b.height / rows);
+  cairo_scale(context_.get(), b.width / width, b.height / height);
   cairo_set_source_surface(context_.get(), source.get(), 0, 0);
   cairo_pattern_set_filter(cairo_get_source(context_.get()),
-                           b.width >= columns ? CAIRO_FILTER_NEAREST : CAIRO_FILTER_GOOD);
-  cairo_rectangle(context_.get(), 0, 0, columns, rows);
+                           b.width >= width ? CAIRO_FILTER_NEAREST : CAIRO_FILTER_GOOD);
+  cairo_rectangle(context_.get(), 0, 0, width, height);
   cairo_fill(context_.get());
   cairo_restore(context_.get());
 }

@@ -38,7 +38,7 @@ int64_t levels_in(const std::vector<uint8_t> &pixels) {
 
 void draw_frame(sheet &s, const analysis &a) {
   s.picture(a.shown.pixels);
-  caption(s, a, "mean {mean}, minimum {minimum}, standard deviation {std_dev}",
+  caption(s, a, "mean {mean}, minimum {minimum}, standard deviation {std_dev:.1f}",
           "middle {center_size} x {center_size}: {center_mean}; quarters {quadrant_means}");
 }
 
@@ -102,8 +102,9 @@ void draw_otsu(sheet &s, const analysis &a) {
   const int32_t last_low = threshold.is_null() ? UINT8_MAX : threshold.get<int32_t>();
   s.picture(a.shown.pixels, {{low.c, high.c}, last_low, last_low + 1});
   if (threshold.is_null()) return s.caption("All pixels have one level.");
-  caption(s, a, key(low) + " {otsu_low_count} of at most {otsu_threshold}, mean {otsu_low_mean}",
-          key(high) + " {otsu_high_count} above, mean {otsu_high_mean}");
+  caption(s, a,
+          key(low) + " {otsu_low_count} of at most {otsu_threshold}, mean {otsu_low_mean:.1f}",
+          key(high) + " {otsu_high_count} above, mean {otsu_high_mean:.1f}");
 }
 
 void draw_blocks(sheet &s, const analysis &a, const std::vector<uint8_t> &values,
@@ -132,11 +133,11 @@ void draw_blocks(sheet &s, const analysis &a, const std::vector<uint8_t> &values
 }
 
 void draw_block_means(sheet &s, const analysis &a) {
-  draw_blocks(s, a, a.blocks.means, kGreys, "standard deviation {block_mean_sd}");
+  draw_blocks(s, a, a.blocks.means, kGreys, "standard deviation {block_mean_sd:.1f}");
 }
 
 void draw_block_ranges(sheet &s, const analysis &a) {
-  draw_blocks(s, a, a.blocks.ranges, {kHeat}, "mean {block_range}");
+  draw_blocks(s, a, a.blocks.ranges, {kHeat}, "mean {block_range:.1f}");
 }
 
 void draw_median(sheet &s, const analysis &a) {

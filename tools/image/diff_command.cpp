@@ -30,65 +30,50 @@ struct options {
   inspect_settings settings;
 };
 
-struct difference {
-  std::vector<int32_t> levels;  // B - A, pixel by pixel
-  double mean;
-  double root_mean_square;
-  int64_t changed;
-  int32_t largest;  // without its sign
-  pixel_place largest_at;
-};
-
-difference compare(const frame &a, const frame &b) {
-  std::vector<int32_t> levels;
-  for (size_t i = 0; i < a.size(); ++i) levels.push_back(b.pixels[i] - a.pixels[i]);
-  const auto pixels = static_cast<double>(a.size());
-  const double squares = std::inner_product(levels.begin(), levels.end(), levels.begin(), 0.0);
-  const auto largest =
-      std::ranges::max_element(levels, {}, [](int32_t level) { return std::abs(level); });
-  const auto place = static_cast<int32_t>(largest - levels.begin());
-  return {.levels = levels,
-          .mean = std::accumulate(levels.begin(), levels.end(), 0.0) / pixels,
-          .root_mean_square = std::sqrt(squares / pixels),
-          .changed = std::ssize(levels) - std::ranges::count(levels, 0),
-          .largest = std::abs(*largest),
-          .largest_at = {place % a.width, place / a.width}};
+json summarise(const std::vector<int32_t> &difference, int32_t width) {
+  const auto pixels = static_cast<double>(difference.size());
+  const auto begin = difference.begin(), end = difference.end();
+  const auto size = [](int32_t level) { return std::abs(level); };
+  const auto largest = std::ranges::max_element(difference, {}, size);
+  const auto place = static_cast<int32_t>(largest - begin);
+  return {{"mean", std::accumulate(begin, end, 0.0) / pixels},
+          {"root_mean_square", std::sqrt(std::inner_product(begin, end, begin, 0.0) / pixels)},
+          {"changed", std::ssize(difference) - std::ranges::count(difference, 0)},
+          {"largest", size(*largest)},
+          {"largest_x", place % width},
+          {"largest_y", place / width}};
 }
 
 void draw_frame(sheet &s, const char *name, const analysis &a) {
   s.begin(name);
   s.picture(a.shown.pixels);
-  const auto verdict = [&](const char *key) {
-    const json &found = a.measures.at(key);
-    return found.is_null() ? "n/a" : found != 0 ? "yes" : "no";
-  };
-  s.caption(tell(a.measures, "mean {mean}, standard deviation {std_dev}"),
-            format("defect {}, water {}, noise {}, white noise {}", verdict("defect_found"),
-                   verdict("is_water"), verdict("noise"), verdict("white_noise")));
+  s.caption(tell(a.measures, "mean {mean}, standard deviation {std_dev:.1f}"),
+            tell(a.measures,
+                 "defect {defect_found}, water {is_water}, noise {noise}, white noise "
+                 "{white_noise} (1 found, 0 not, - none possible)"));
 }
 
-void draw_difference(sheet &s, const difference &d) {
-  const int32_t most = std::max(d.largest, 1);
+void draw_difference(sheet &s, const std::vector<int32_t> &difference, const json &measures) {
+  const int32_t largest = measures.at("largest"), most = std::max(largest, 1);
   s.begin("B - A");
   const mark darker = {kBlue, "\u25a0"}, brighter = {kVermilion, "\u25a0"};
   const shading directions = {{darker.c, grey(0.97), brighter.c}, -most, most};
-  s.picture(d.levels, directions);
+  s.picture(difference, directions);
   s.scale(directions);
   s.caption(format("{} B darker   {} B brighter", key(darker), key(brighter)),
-            format("mean {:+.2f}", d.mean));
+            tell(measures, "mean {mean:+.2f}"));
 
   s.begin("Size of the difference");
   std::vector<int32_t> sizes;
-  for (const int32_t level : d.levels) sizes.push_back(std::abs(level));
+  for (const int32_t level : difference) sizes.push_back(std::abs(level));
   s.picture(sizes, {kHeat, 0, most});
   s.scale({kHeat, 0, most});
-  s.caption(format("{} of {} pixels differ", d.changed, d.levels.size()),
-            format("root mean square {:.2f}, largest {} at {},{}", d.root_mean_square, d.largest,
-                   d.largest_at.x, d.largest_at.y));
+  s.caption(tell(measures, "{changed} pixels differ, root mean square {root_mean_square:.2f}"),
+            tell(measures, "largest {largest} at {largest_x},{largest_y}"));
 
   s.begin("Differences");
   std::vector<int32_t> counts(static_cast<size_t>(2 * most + 1));
-  for (const int32_t level : d.levels) ++counts[static_cast<size_t>(level + most)];
+  for (const int32_t level : difference) ++counts[static_cast<size_t>(level + most)];
   s.chart(counts, -most, most, {{0, "no difference", {2, 3}}});
   s.caption("pixels per difference, square root scale");
 }
@@ -123,20 +108,16 @@ exit_status run(const options &o) {
                                        printable(files[0]), a.width, a.height));
   }
 
-  const difference d = compare(a, b);
-  measures["difference"] = {{"mean", d.mean},
-                            {"root_mean_square", d.root_mean_square},
-                            {"changed", d.changed},
-                            {"largest", d.largest},
-                            {"largest_x", d.largest_at.x},
-                            {"largest_y", d.largest_at.y}};
+  std::vector<int32_t> difference;
+  for (size_t i = 0; i < a.size(); ++i) difference.push_back(b.pixels[i] - a.pixels[i]);
+  measures["difference"] = summarise(difference, a.width);
   if (!o.out.empty()) {
     sheet s(a, 3, 2);
     s.header(format("A: {}   B: {}", printable(o.files[0]), printable(o.files[1])),
              frames[0].facts);
     draw_frame(s, "A", frames[0]);
     draw_frame(s, "B", frames[1]);
-    draw_difference(s, d);
+    draw_difference(s, difference, measures["difference"]);
     draw_marks(s, frames[0], frames[1]);
     save_sheet(o.out, s);
   }
@@ -145,9 +126,10 @@ exit_status run(const options &o) {
     print(text, "{}", report(measures, report_form::kJson));
   } else {
     print(text, "{}", report({measures["a"], measures["b"]}, report_form::kTable));
-    print(text,
-          "B - A: mean {:+.2f}, root mean square {:.2f}, {} pixels differ, largest {} at {},{}\n",
-          d.mean, d.root_mean_square, d.changed, d.largest, d.largest_at.x, d.largest_at.y);
+    print(text, "{}",
+          tell(measures["difference"],
+               "B - A: mean {mean:+.2f}, root mean square {root_mean_square:.2f}, {changed} pixels "
+               "differ, largest {largest} at {largest_x},{largest_y}\n"));
   }
   return kPass;
 }

@@ -2,15 +2,14 @@
 
 #include <algorithm>
 #include <bit>
-#include <cerrno>
 #include <cstring>
+#include <iostream>
 #include <locale>
 #include <lodepng.h>
-#include <memory>
 #include <sstream>
 #include <string_view>
-#include <unistd.h>
 
+#include "simulator/json_reader.h"
 #include "tools/image/canvas.h"
 #include "tools/image/text.h"
 #include "tools/output_file.h"
@@ -39,7 +38,7 @@ std::string extension_of(const fs::path &file) {
 // The bytes of a file, and what is wrong with them.
 struct input {
   const fs::path &file;
-  bytes content;
+  std::string content;
 
   template <typename... Parts>
   void need(bool holds, fmt::format_string<Parts...> reason, Parts &&...parts) const {
@@ -52,37 +51,18 @@ struct input {
   // A frame of that size, without pixels.
   frame sized(int64_t width, int64_t height) const {
     need(width > 0 && height > 0, "{} x {} holds no pixel", width, height);
-    need(width <= kLargestFrame && height <= kLargestFrame && width * height <= kLargestFrame,
-         "{} x {} is more than the {} pixels a frame may have", width, height, kLargestFrame);
+    need(width <= kLongestSide && height <= kLongestSide && width * height <= kLargestFrame,
+         "{} x {} is more than the {} pixels a frame may have, or {} on a side", width, height,
+         kLargestFrame, kLongestSide);
     return {static_cast<int32_t>(width), static_cast<int32_t>(height), {}, {}};
   }
-  std::string_view text() const {
-    return {reinterpret_cast<const char *>(content.data()), content.size()};
-  }
+  uint8_t *at(int64_t place) { return reinterpret_cast<uint8_t *>(content.data()) + place; }
   uint32_t word(int64_t at) const {
     uint32_t value;
     memcpy(&value, content.data() + at, sizeof value);
     return value;
   }
 };
-
-input read_file(const fs::path &file) {
-  const std::unique_ptr<FILE, int (*)(FILE *)> stream(
-      file == kStandardStream ? fdopen(dup(STDIN_FILENO), "rb") : fopen(file.c_str(), "rb"),
-      fclose);
-  input in{file, {}};
-  in.need(stream != nullptr, "{}", strerror(errno));
-  size_t size = 0;
-  do {
-    in.content.resize(2 * size + (64 << 10));
-    size += fread(&in.content[size], 1, in.content.size() - size, stream.get());
-    in.need(ferror(stream.get()) == 0, "{}", strerror(errno));
-    in.need(size <= kLargestFile, "larger than any frame may be");
-  } while (size == in.content.size());
-  in.need(size != 0, "the file is empty");
-  in.content.resize(size);
-  return in;
-}
 
 // The library's reader takes the header at its word, so all of it is looked at here.
 frame load_bmp(input &in) {
@@ -108,7 +88,7 @@ frame load_bmp(input &in) {
   // A top-down file is stored upright, but the reader skips negative heights.
   memcpy(&in.content[22], &f.height, sizeof f.height);
   f.pixels.resize(f.size());
-  get_raw_data_from_bmp(in.content.data(), f.pixels.data(), nullptr, nullptr);
+  get_raw_data_from_bmp(in.at(0), f.pixels.data(), nullptr, nullptr);
   if (stored_height > 0) flip_vertical(f.pixels.data(), f.width, f.height);
   return f;
 }
@@ -123,9 +103,9 @@ frame load_png(input &in) {
   };
   unsigned width = 0, height = 0;
   bytes colours;
-  need_none(lodepng_inspect(&width, &height, &png, in.content.data(), in.content.size()));
+  need_none(lodepng_inspect(&width, &height, &png, in.at(0), in.content.size()));
   frame f = in.sized(width, height);
-  need_none(lodepng::decode(colours, width, height, png, in.content));
+  need_none(lodepng::decode(colours, width, height, png, in.at(0), in.content.size()));
   for (size_t i = 0; i < png.info_png.text_num; ++i) {
     if (png.info_png.text_strings[i] == std::string_view(kSheet)) {
       throw sheet_error(in.file, "a sheet, not a frame");
@@ -144,7 +124,7 @@ frame load_png(input &in) {
 }
 
 frame load_pgm(input &in) {
-  std::istringstream header(std::string(in.text().substr(0, 4096)));
+  std::istringstream header(in.content.substr(0, 4096));
   header.ignore(2);
   int64_t numbers[3];  // width, height and the largest level, between which there may be comments
   for (int64_t &number : numbers) {
@@ -158,7 +138,7 @@ frame load_pgm(input &in) {
   const int64_t start = static_cast<int64_t>(header.tellg()) + 1;  // after one white space
   in.need_bytes(start + width * height * (largest > 255 ? 2 : 1));
 
-  const uint8_t *data = in.content.data() + start;
+  const uint8_t *data = in.at(start);
   if (largest == 255) {
     f.pixels.assign(data, data + f.size());
     return f;
@@ -174,7 +154,7 @@ frame load_pgm(input &in) {
   return f;
 }
 
-frame load_raw(const input &in, const raw_layout &layout) {
+frame load_raw(input &in, const raw_layout &layout) {
   in.need(layout.width != 0 && layout.height != 0, "raw samples need --width and --height");
   frame f = in.sized(layout.width, layout.height);
   const size_t size = in.content.size(), count = f.size();
@@ -186,7 +166,7 @@ frame load_raw(const input &in, const raw_layout &layout) {
     f.samples.resize(count);
     memcpy(f.samples.data(), in.content.data(), size);
   } else {
-    f.pixels = in.content;
+    f.pixels.assign(in.at(0), in.at(std::ssize(in.content)));
   }
   return f;
 }
@@ -258,7 +238,7 @@ frame decode(input &in, const raw_layout &layout) {
   const bool known = named != std::end(kFormats);
   if (layout.always || (known && named->load == nullptr)) return load_raw(in, layout);
   for (const file_format &format : kFormats) {
-    if (format.load != nullptr && in.text().starts_with(format.begin)) return format.load(in);
+    if (format.load != nullptr && in.content.starts_with(format.begin)) return format.load(in);
   }
   throw frame_error(in.file, known ? fmt::format("damaged: does not begin like a {}", named->name)
                                    : "neither BMP nor PNG nor PGM; raw samples need --raw");
@@ -270,7 +250,13 @@ frame_error::frame_error(const fs::path &file, const std::string &reason)
     : command_error(kBadFrame, printable(file) + ": " + reason) {}
 
 frame load_frame(const fs::path &file, const raw_layout &layout) {
-  input in = read_file(file);
+  std::string problem;
+  const auto content = file == kStandardStream
+                           ? simulator::read_bytes(std::cin, kLargestFile, problem)
+                           : simulator::read_bytes(file, kLargestFile, problem);
+  if (!content) throw frame_error(file, problem);
+  input in{file, *content};
+  in.need(!in.content.empty(), "the file is empty");
   frame f = decode(in, layout);
   if (layout.sample_bits != 0) f.sample_bits = layout.sample_bits;
   if (!f.is_raw() || !layout.transposed) return f;

@@ -16,10 +16,11 @@ class canvas;
 
 // Up to this many pixels the histograms are exact.
 inline constexpr int64_t kLargestFrame = HISTEQ_MAX_PIXELS;
+// A picture can have no longer side.
+inline constexpr int64_t kLongestSide = 32767;
 
 // What is wrong with the frame in a file.
-class frame_error : public command_error {
- public:
+struct frame_error : command_error {
   frame_error(const std::filesystem::path &file, const std::string &reason);
 };
 
@@ -31,8 +32,7 @@ struct sheet_error : frame_error {
 // An upright grey frame of 8-bit pixels or, as the sensor hands it over, of 16-bit samples: one of
 // the two is empty.
 struct frame {
-  int32_t width = 0;
-  int32_t height = 0;
+  int32_t width = 0, height = 0;
   std::vector<uint8_t> pixels;
   std::vector<uint16_t> samples;
   int32_t sample_bits = 16;  // in use: as asked for, or what the file's format says
@@ -47,8 +47,7 @@ struct frame {
 
 // What a raw file does not say itself, and no file of 16-bit samples; 0 where not given.
 struct raw_layout {
-  int32_t width = 0;
-  int32_t height = 0;
+  int32_t width = 0, height = 0;
   int32_t bits = 0;         // else told by the file's size
   int32_t sample_bits = 0;  // else told by the format
   bool always = false;      // every file is raw, whatever its name and contents

@@ -1,23 +1,9 @@
 // orva-fp image: looks at frames, changes them and makes them up.
 #include "tools/image/image_command.h"
 
-#include <memory>
-
-#include "tools/image/contact_sheet.h"
-#include "tools/image/inspect.h"
-
 namespace tools {
 
 namespace {
-
-constexpr char kInspectHelp[] =
-    R"(Standard output gets a table with a line per frame, or with --json an array with an object per
-frame, or with --csv a row per frame (all measures, null or empty where one does not apply; "error"
-tells why a frame cannot be read). With --out each frame gets a contact sheet OUT/FRAME.sheet.png,
-or with --panel a picture OUT/FRAME.PANEL.png for each panel. Such pictures are skipped as frames.
-A frame of more than 4408 pixels is evaluated in tiles of so many, with the outcome of one piece.
-16-bit frames are checked for white noise, freed of their T dummy (row 0 and the middle column), and
-shown with the upper 8 of their bits in use: see --sample-bits.)";
 
 constexpr char kImageHelp[] =
     R"(Formats: BMP (8 bits, uncompressed), PNG (grey), PGM (P5) and raw samples, 16-bit ones
@@ -65,26 +51,6 @@ void add_frame_options(CLI::App *command, inspect_settings &s) {
       ->check(CLI::PositiveNumber);
   add_number(command, "--white-percent", s.white_percent,
              "Share of brightest pixels for equalised-white to keep", 0, 100);
-}
-
-void add_inspect_command(CLI::App *image, exit_status &result) {
-  const auto job = std::make_shared<inspect_job>();
-  CLI::App *command = image->add_subcommand("inspect", "Measures frames and draws what was found");
-  command->footer(std::string(kInspectHelp) + "\n\n" + kExitStatuses);
-  command->add_option("frames", job->files, "Frames to inspect")->required()->type_name("FRAME");
-  CLI::Option *out =
-      command->add_option("--out", job->out, "Folder of the pictures; created if missing");
-  command->add_option("--panel", job->panels, "Draw this panel, and large, in place of the sheet")
-      ->check(CLI::IsMember(panel_names()))
-      ->needs(out);
-  CLI::Option *as_json = command->add_flag(
-      "--json", [job](int64_t) { job->form = report_form::kJson; }, "Print all measures as JSON");
-  command
-      ->add_flag(
-          "--csv", [job](int64_t) { job->form = report_form::kCsv; }, "Print all measures as CSV")
-      ->excludes(as_json);
-  add_frame_options(command, job->settings);
-  command->callback([job, &result] { result = inspect(*job); });
 }
 
 void add_image_command(CLI::App &app, exit_status &result) {

@@ -1,14 +1,18 @@
-#include "tools/image/inspect.h"
-
+// orva-fp image inspect: measures and contact sheets of many frames.
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <thread>
 #include <unistd.h>
 
+#include <orva_fp/sensor_test.h>
+
 #include "tools/image/contact_sheet.h"
+#include "tools/image/image_command.h"
+#include "tools/image/report.h"
 #include "tools/image/text.h"
 #include "tools/output_file.h"
 
@@ -18,28 +22,42 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char kInspectHelp[] =
+    R"(Standard output gets a table with a line per frame, or with --json an array with an object per
+frame, or with --csv a row per frame (all measures, null or empty where one does not apply; "error"
+tells why a frame cannot be read). With --out each frame gets a contact sheet OUT/FRAME.sheet.png,
+or with --panel a picture OUT/FRAME.PANEL.png for each panel. Such pictures are skipped as frames.
+A frame of more than 4408 pixels is evaluated in tiles of so many, with the outcome of one piece.
+16-bit frames are checked for white noise, freed of their T dummy (row 0 and the middle column), and
+shown with the upper 8 of their bits in use: see --sample-bits.)";
+
+struct inspect_job {
+  std::vector<std::string> files;
+  std::string out;                  // folder of the pictures; empty for none
+  std::vector<std::string> panels;  // single ones in place of the contact sheet
+  report_form form = report_form::kTable;
+  inspect_settings settings;
+};
+
 // Lines on standard error and, on a terminal, below them how far a long batch is.
 class progress {
  public:
   explicit progress(size_t total) : total_(total), shown_(total > 1 && isatty(STDERR_FILENO)) {}
-  ~progress() { wipe(); }
 
   void note(const std::string &line) {
     const std::lock_guard lock(mutex_);
-    wipe();
-    print(stderr, "orva-fp: {}\n", line);
+    if (shown_) fputs(kWipe, stderr);
+    complain(line);
   }
   void step() {
     const std::lock_guard lock(mutex_);
-    ++done_;
-    if (shown_) print(stderr, "\r{} of {} frames", done_, total_);
+    const std::string text =
+        ++done_ < total_ ? fmt::format("\r{} of {} frames", done_, total_) : kWipe;
+    if (shown_) print(stderr, "{}", text);
   }
 
  private:
-  void wipe() const {
-    if (shown_) fputs("\r\033[K", stderr);
-  }
-
+  static constexpr char kWipe[] = "\r\033[K";
   std::mutex mutex_;
   size_t done_ = 0;
   const size_t total_;
@@ -65,7 +83,6 @@ std::vector<fs::path> picture_paths(const inspect_job &job) {
 struct outcome {
   json measures;  // null for a frame that is left out
   exit_status status = kPass;
-  bool tiled = false;
 };
 
 void draw(const inspect_job &job, const std::string &file, const fs::path &picture,
@@ -94,12 +111,11 @@ outcome inspect_one(const inspect_job &job, const std::string &file, const fs::p
   try {
     const analysis a = analyse(file, load_frame(file, job.settings.layout), job.settings);
     result.measures = a.measures;
-    result.tiled = a.measures.at("tiles") > 1;
     if (!job.out.empty()) draw(job, file, picture, a, result.measures);
   } catch (const sheet_error &error) {
     show.note(error.what() + std::string("; skipped"));
   } catch (const command_error &error) {
-    fail(error.status(), error.what());
+    fail(error.status, error.what());
   } catch (const std::exception &error) {  // one that does not fit the memory
     fail(kBadFrame, fmt::format("{}: {}", printable(file), error.what()));
   }
@@ -107,8 +123,9 @@ outcome inspect_one(const inspect_job &job, const std::string &file, const fs::p
   return result;
 }
 
-}  // namespace
-
+// Inspects the frames on all processors and prints their measures in the order of the files. What
+// is wrong with a frame goes to standard error, and the others are inspected all the same; the
+// tool's own sheets are left out. Throws command_error when the folder cannot be made.
 exit_status inspect(const inspect_job &job) {
   if (!job.out.empty()) prepare_output_folder(job.out);
   const std::vector<fs::path> pictures = picture_paths(job);
@@ -123,10 +140,9 @@ exit_status inspect(const inspect_job &job) {
     };
     const size_t workers =
         std::min<size_t>(std::max(std::thread::hardware_concurrency(), 1u), job.files.size());
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (size_t i = 1; i < workers; ++i) threads.emplace_back(work);
     work();
-    for (std::thread &t : threads) t.join();
   }
 
   json measures = json::array();
@@ -136,14 +152,40 @@ exit_status inspect(const inspect_job &job) {
     // The worst in the order output, frame.
     if (o.status == kBadOutput || status == kPass) status = o.status;
   }
-  const auto tiled = std::ranges::count(outcomes, true, &outcome::tiled);
-  if (tiled != 0) {
-    print(stderr, "orva-fp: {} of {} frames: evaluated in tiles of at most {} pixels\n", tiled,
-          outcomes.size(), EVAL_MARK_MAP_SIZE);
-  }
-  const std::string text = report(measures, job.form);
-  write_output_file(kStandardStream, std::vector<uint8_t>(text.begin(), text.end()));
+  print(stdout, "{}", report(measures, job.form));
   return status;
+}
+
+}  // namespace
+
+exit_status inspect_data_file(const std::string &folder, int32_t width, int32_t height) {
+  inspect_job job;
+  job.files = {folder + "/" ORVA_FP_DATA_FILE};
+  job.out = folder;
+  job.settings.layout = {width, height, 8};
+  const exit_status status = inspect(job);
+  if (status != kBadFrame) print(stdout, "contact sheet: {}.sheet.png\n", job.files[0]);
+  return status;
+}
+
+void add_inspect_command(CLI::App *image, exit_status &result) {
+  const auto job = std::make_shared<inspect_job>();
+  CLI::App *command = image->add_subcommand("inspect", "Measures frames and draws what was found");
+  command->footer(std::string(kInspectHelp) + "\n\n" + kExitStatuses);
+  command->add_option("frames", job->files, "Frames to inspect")->required()->type_name("FRAME");
+  CLI::Option *out =
+      command->add_option("--out", job->out, "Folder of the pictures; created if missing");
+  command->add_option("--panel", job->panels, "Draw this panel, and large, in place of the sheet")
+      ->check(CLI::IsMember(panel_names()))
+      ->needs(out);
+  CLI::Option *as_json = command->add_flag(
+      "--json", [job](int64_t) { job->form = report_form::kJson; }, "Print all measures as JSON");
+  command
+      ->add_flag(
+          "--csv", [job](int64_t) { job->form = report_form::kCsv; }, "Print all measures as CSV")
+      ->excludes(as_json);
+  add_frame_options(command, job->settings);
+  command->callback([job, &result] { result = inspect(*job); });
 }
 
 }  // namespace tools

@@ -12,11 +12,8 @@ namespace tools {
 
 namespace {
 
-struct column {
-  const char *title;
-  const char *key;
-};
-constexpr column kColumns[] = {
+// Titles and keys.
+constexpr const char *kColumns[][2] = {
     {"file", "file"},           {"width", "width"},         {"height", "height"},
     {"bits", "bits"},           {"used", "sample_bits"},    {"tiles", "tiles"},
     {"mean", "mean"},           {"centre", "center_mean"},  {"min", "minimum"},
@@ -90,8 +87,11 @@ std::string to_csv(const json &frames) {
 std::string tell(const json &measures, const std::string &pattern) {
   fmt::dynamic_format_arg_store<fmt::format_context> values;
   for (const auto &[key, value] : measures.items()) {
-    const std::string text = cell(value);
-    values.push_back(fmt::arg(key.c_str(), text));
+    if (value.is_number_float()) {
+      values.push_back(fmt::arg(key.c_str(), value.get<double>()));
+    } else {
+      values.push_back(fmt::arg(key.c_str(), cell(value)));
+    }
   }
   return fmt::vformat(pattern, values);
 }

@@ -10,7 +10,8 @@ namespace tools {
 
 enum class report_form : uint8_t { kTable, kJson, kCsv };
 
-// The pattern with every key in braces replaced by its measure, as the table shows it.
+// A pattern of fmt with measures as its named arguments, all but floating point as the table has
+// them.
 std::string tell(const json &measures, const std::string &pattern);
 
 // Of measures, or of objects with "file" and "error" alone. The table has the most

@@ -31,8 +31,7 @@ std::string key(const mark &m);
 // these in steps.
 struct shading {
   std::vector<colour> colours;
-  int32_t low = 0;
-  int32_t high = 255;
+  int32_t low = 0, high = 255;
 
   colour at(int32_t level) const;
   std::vector<uint32_t> table() const;  // 0xRRGGBB of low to high
@@ -63,10 +62,9 @@ struct panel_grid {
   panel_grid(const frame &shown, int32_t columns);
 
   const int32_t columns_;
-  const double top_;    // of the panels
-  const double zoom_;   // from the frame's pixels to the picture's
-  const double width_;  // of a panel's mat
-  const double height_;
+  const double top_;             // of the panels
+  const double zoom_;            // from the frame's pixels to the picture's
+  const double width_, height_;  // of a panel's mat
 };
 
 class sheet : panel_grid, public canvas {
@@ -122,8 +120,7 @@ class sheet : panel_grid, public canvas {
   void ticks();
   void tick(double x, double y, bool below, int32_t number);
 
-  const int32_t frame_width_;
-  const int32_t frame_height_;
+  const int32_t frame_width_, frame_height_;
   int32_t panels_ = 0;  // begun so far
   box mat_{};           // of the current panel
   box picture_{};

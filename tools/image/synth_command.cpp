@@ -2,6 +2,7 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,133 +26,91 @@ give the same file on every machine. OUT is written in the format of its extensi
 
 const std::map<std::string, synthetic_frame::place> kDirections = {
     {"row", {1, 0}}, {"column", {0, 1}}, {"down-right", {1, 1}}, {"down-left", {-1, 1}}};
+const std::set<std::string> kPatterns = {"ridges", "flat"};
 const std::map<std::string, uint8_t> kLevels = {{"dark", synthetic_frame::kDark},
                                                 {"bright", synthetic_frame::kBright}};
 
 struct options {
-  std::string out;
-  std::string as;
-  std::string truth;
-  int32_t width = 64;
-  int32_t height = 64;
+  std::string out, as, truth;
+  int32_t width = 64, height = 64;
   uint32_t seed = 1;
   std::string pattern = "ridges";
-  int32_t dead_line = 0;
+  int32_t dead_line = 0, cluster = 0, water = 0, saturate = 0, salt_pepper = 0;
   std::string direction = "row";
   std::string line_level = "dark";
-  std::vector<int32_t> line_at;
-  int32_t cluster = 0;
+  std::vector<int32_t> line_at, cluster_at;
   std::string cluster_level = "bright";
-  std::vector<int32_t> cluster_at;
-  int32_t water = 0;
-  bool water_columns = false;
-  int32_t saturate = 0;
-  int32_t salt_pepper = 0;
   int32_t bits = 8;
-  bool dummy = false;
+  bool dummy = false, water_columns = false;
 };
 
 // A band of the given number of rows across the middle of the frame, or of columns down it. Its
 // ends stay off the border: a dark stretch that reaches it is not one of water.
-json add_water(synthetic_frame &f, const options &o) {
+void add_water(synthetic_frame &f, const options &o) {
   const int32_t across = o.water_columns ? f.height() : f.width();
   const int32_t along = o.water_columns ? f.width() : f.height();
-  const int32_t length = across * 5 / 8;
-  const synthetic_frame::place turned = {(across - length) / 2, (along - o.water) / 2};
-  const auto corner = o.water_columns ? synthetic_frame::place{turned.y, turned.x} : turned;
-  const int32_t columns = o.water_columns ? o.water : length;
-  const int32_t rows = o.water_columns ? length : o.water;
-  f.add_water(corner, columns, rows);
-  return {
-      {"kind", "water"}, {"x", corner.x}, {"y", corner.y}, {"width", columns}, {"height", rows}};
+  const int32_t length = across * 5 / 8, start = (across - length) / 2, top = (along - o.water) / 2;
+  if (o.water_columns) {
+    f.add_water({top, start}, o.water, length);
+  } else {
+    f.add_water({start, top}, length, o.water);
+  }
 }
 
 // Where not given: centred, in the upper half.
-json add_line(synthetic_frame &f, const options &o) {
+void add_line(synthetic_frame &f, const options &o) {
   const synthetic_frame::place step = kDirections.at(o.direction);
   synthetic_frame::place start = {(f.width() - step.x * (o.dead_line - 1)) / 2,
                                   (f.height() - step.y * (o.dead_line - 1)) / 2};
   if (step.y == 0) start.y = f.height() * 3 / 8;
   if (!o.line_at.empty()) start = {o.line_at[0], o.line_at[1]};
-  const uint8_t level = kLevels.at(o.line_level);
-  f.add_line(start, step, o.dead_line, level);
-  return {{"kind", "dead line"},      {"x", start.x},          {"y", start.y},
-          {"step", {step.x, step.y}}, {"length", o.dead_line}, {"level", level}};
+  f.add_line(start, step, o.dead_line, kLevels.at(o.line_level));
 }
 
-json add_cluster(synthetic_frame &f, const options &o) {
-  synthetic_frame::place corner = {f.width() * 3 / 4, f.height() * 3 / 4};
-  if (!o.cluster_at.empty()) corner = {o.cluster_at[0], o.cluster_at[1]};
-  const uint8_t level = kLevels.at(o.cluster_level);
-  f.add_cluster(corner, o.cluster, level);
-  return {{"kind", "cluster"},  {"x", corner.x},       {"y", corner.y},
-          {"width", o.cluster}, {"height", o.cluster}, {"level", level}};
-}
-
-// Each pixel with its column, row and level.
-json scattered(const char *kind, const synthetic_frame &f,
-               const std::vector<synthetic_frame::place> &places) {
-  json pixels = json::array();
-  for (const auto p : places) pixels.push_back({p.x, p.y, f.level(p)});
-  return {{"kind", kind}, {"count", places.size()}, {"pixels", pixels}};
-}
-
-synthetic_frame make(const options &o, json &defects) {
+synthetic_frame make(const options &o) {
   constexpr uint8_t kFlatLevel = 128;
   synthetic_frame f = o.pattern == "flat" ? synthetic_frame(o.width, o.height, o.seed, kFlatLevel)
                                           : synthetic_frame(o.width, o.height, o.seed);
-  if (o.water != 0) defects.push_back(add_water(f, o));
-  if (o.dead_line != 0) defects.push_back(add_line(f, o));
-  if (o.cluster != 0) defects.push_back(add_cluster(f, o));
-  if (o.saturate != 0) defects.push_back(scattered("saturated", f, f.saturate(o.saturate)));
-  if (o.salt_pepper != 0) {
-    defects.push_back(scattered("salt and pepper", f, f.add_salt_and_pepper(o.salt_pepper)));
-  }
+  if (o.water != 0) add_water(f, o);
+  if (o.dead_line != 0) add_line(f, o);
+  synthetic_frame::place corner = {f.width() * 3 / 4, f.height() * 3 / 4};
+  if (!o.cluster_at.empty()) corner = {o.cluster_at[0], o.cluster_at[1]};
+  if (o.cluster != 0) f.add_cluster(corner, o.cluster, kLevels.at(o.cluster_level));
+  if (o.saturate != 0) f.saturate(o.saturate);
+  if (o.salt_pepper != 0) f.add_salt_and_pepper(o.salt_pepper);
   return f;
 }
 
-// The values of a defect but the places of scattered pixels.
-std::string in_words(const json &defect) {
-  std::string text = defect["kind"].get<std::string>() + ":";
-  for (const auto &[key, value] : defect.items()) {
-    if (key != "kind" && key != "pixels") text += fmt::format(" {} {}", key, value.dump());
-  }
-  return text;
-}
-
 exit_status run(const options &o) {
-  if (o.dummy && o.bits != 16) throw command_error(kBadUsage, "--dummy goes with --bits 16");
-  if (int64_t{o.width} * o.height > kLargestFrame) {
-    throw command_error(kBadUsage, fmt::format("more than {} pixels", kLargestFrame));
+  need(!o.dummy || o.bits == 16, kBadUsage, "--dummy goes with --bits 16");
+  need(int64_t{o.width} * o.height <= kLargestFrame, kBadUsage, "more than {} pixels",
+       kLargestFrame);
+  const std::string format = output_format(o.out, o.as, o.bits == 16);
+  const synthetic_frame f = make(o);
+  const int32_t more = o.dummy ? 1 : 0;
+  frame file{f.width() + more, f.height() + more, {}, {}};
+  if (o.bits == 16) {
+    file.samples = f.raw(o.dummy);
+    file.sample_bits = synthetic_frame::kSampleBits;
+  } else {
+    file.pixels = f.pixels();
   }
-  try {
-    const std::string format = output_format(o.out, o.as, o.bits == 16);
-    json defects = json::array();
-    const synthetic_frame f = make(o, defects);
-    const int32_t more = o.dummy ? 1 : 0;
-    frame file{f.width() + more, f.height() + more, {}, {}};
-    if (o.bits == 16) {
-      file.samples = f.raw(o.dummy);
-      file.sample_bits = synthetic_frame::kSampleBits;
-    } else {
-      file.pixels = f.pixels();
-    }
-    save_frame(o.out, format, file);
-    if (!o.truth.empty()) {
-      const json truth = {{"file", o.out},  {"width", f.width()}, {"height", f.height()},
-                          {"bits", o.bits}, {"dummy", o.dummy},   {"pattern", o.pattern},
-                          {"seed", o.seed}, {"defects", defects}};
-      const std::string text = truth.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
-      write_output_file(o.truth, std::vector<uint8_t>(text.begin(), text.end()));
-    }
-    FILE *to = lines_beside(o.truth == kStandardStream ? o.truth : o.out);
-    for (const json &defect : defects) print(to, "{}\n", in_words(defect));
-    print(to, "{}: {} x {}, {} bits\n",
-          o.out == kStandardStream ? "standard output" : printable(o.out), file.width, file.height,
-          o.bits);
-  } catch (const simulator::placement_error &error) {
-    throw command_error(kBadUsage, error.what());
+  save_frame(o.out, format, file);
+  if (!o.truth.empty()) {
+    const json truth = {{"file", o.out},  {"width", f.width()},    {"height", f.height()},
+                        {"bits", o.bits}, {"dummy", o.dummy},      {"pattern", o.pattern},
+                        {"seed", o.seed}, {"defects", f.defects()}};
+    const std::string text = truth.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+    write_output_file(o.truth, std::vector<uint8_t>(text.begin(), text.end()));
   }
+  FILE *to = lines_beside(o.truth == kStandardStream ? o.truth : o.out);
+  for (json defect : f.defects()) {
+    defect.erase("pixels");
+    print(to, "{}\n", defect.dump());
+  }
+  print(to, "{}: {} x {}, {} bits\n",
+        o.out == kStandardStream ? "standard output" : printable(o.out), file.width, file.height,
+        o.bits);
   return kPass;
 }
 
@@ -171,9 +130,6 @@ void add_synth_command(CLI::App *image, exit_status &result) {
   count("--width", o->width, "Width in pixels")->capture_default_str();
   count("--height", o->height, "Height in pixels")->capture_default_str();
   command->add_option("--seed", o->seed, "Another number, another frame")->capture_default_str();
-  command->add_option("--pattern", o->pattern, "ridges or flat")
-      ->check(CLI::IsMember({"ridges", "flat"}))
-      ->capture_default_str();
   const auto place = [&](const char *name, std::vector<int32_t> &to, const char *text) {
     return command->add_option(name, to, text)->expected(2)->delimiter(',');
   };
@@ -181,6 +137,7 @@ void add_synth_command(CLI::App *image, exit_status &result) {
     return command->add_option(name, to, text)->check(CLI::IsMember(&from))->capture_default_str();
   };
 
+  choice("--pattern", o->pattern, "ridges or flat", kPatterns);
   CLI::Option *line = count("--dead-line", o->dead_line, "A line of so many pixels of one level");
   choice("--dead-line-direction", o->direction, "row, column, down-right, down-left", kDirections)
       ->needs(line);

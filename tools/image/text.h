@@ -1,11 +1,10 @@
 // Text for people: lines on the standard streams, and names in them.
 #pragma once
 
-#include <cstdio>
 #include <fmt/format.h>
 #include <string>
 
-#include "tools/exit_status.h"
+#include "tools/output_file.h"
 
 namespace tools {
 
@@ -15,12 +14,6 @@ inline constexpr char kStandardStream[] = "-";
 // Where lines go beside an output: not between its bytes.
 inline FILE *lines_beside(const std::string &output) {
   return output == kStandardStream ? stderr : stdout;
-}
-
-// fmt::print throws when a stream fails; standard output is checked at the end.
-template <typename... Parts>
-void print(FILE *to, fmt::format_string<Parts...> pattern, Parts &&...parts) {
-  fputs(fmt::format(pattern, std::forward<Parts>(parts)...).c_str(), to);
 }
 
 // Control characters and bytes that are no UTF-8 are escaped.
