@@ -32,14 +32,14 @@ histogram count_levels(const uint8_t *image, size_t size) {
     counts[*image] = static_cast<uint32_t>(size);
     return counts;
   }
-  std::array<histogram, 4> tables{};
+  std::array<histogram, 2> tables{};
   const uint8_t *end = image + size;
   for (; end - image >= static_cast<ptrdiff_t>(kBlock); image += kBlock) {
     for (size_t k = 0; k < kBlock; ++k) ++tables[k % tables.size()][image[k]];
   }
   for (; image != end; ++image) ++tables[0][*image];
   for (size_t level = 0; level < counts.size(); ++level) {
-    counts[level] = tables[0][level] + tables[1][level] + tables[2][level] + tables[3][level];
+    counts[level] = tables[0][level] + tables[1][level];
   }
   return counts;
 }
