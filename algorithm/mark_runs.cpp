@@ -28,16 +28,17 @@ struct bit_row {
 // pair.
 bool pair_bits(const bit_row &bits, size_t distance, bit_row &pairs) {
   const size_t whole = distance / kWordBits;
-  pairs.count = bits.count > whole ? bits.count - whole : 0;
+  const size_t count = bits.count > whole ? bits.count - whole : 0;
   const size_t shift = distance % kWordBits;
   uint64_t any = 0;
-  for (size_t i = 0; i < pairs.count; ++i) {
+  for (size_t i = 0; i < count; ++i) {
     const uint64_t lower = bits.words[i + whole] >> shift;
     const uint64_t upper = bits.words[i + whole + 1] << 1 << (kWordBits - 1 - shift);
     pairs.words[i] = bits.words[i] & (lower | upper);
     any |= pairs.words[i];
   }
-  pairs.words[pairs.count] = 0;
+  pairs.words[count] = 0;
+  pairs.count = count;
   return any != 0;
 }
 
