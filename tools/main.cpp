@@ -61,8 +61,8 @@ int main(int argc, char **argv) {
   } catch (const std::exception &error) {
     tools::complain(error.what());
     if (const auto *own = dynamic_cast<const tools::command_error *>(&error)) return own->status;
-    if (dynamic_cast<const simulator::scenario_error *>(&error) != nullptr)
-      return tools::kBadScenario;
+    const auto *scenario = dynamic_cast<const simulator::scenario_error *>(&error);
+    if (scenario != nullptr) return tools::kBadScenario;
     const bool usage = dynamic_cast<const CLI::ParseError *>(&error) != nullptr ||
                        dynamic_cast<const simulator::placement_error *>(&error) != nullptr;
     return usage ? tools::kBadUsage : tools::kBadOutput;
