@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "algorithm/block_walk.h"
+#include "algorithm/bytes.h"
 #include "algorithm/plane.h"
 #include "orva_fp/image.h"
 
@@ -17,10 +18,12 @@ constexpr size_t kBlock = 16;
 
 bool has_one_level(const uint8_t *image, size_t size) {
   const uint8_t level = *image;
-  return orva::all_of_blocks<256>(size, [=](size_t offset, auto count) {
-    uint8_t differing = 0;
-    for (size_t k = offset; k < offset + count; ++k) differing |= image[k] ^ level;
-    return differing == 0;
+  return orva::all_of_blocks<256>(size, [=](size_t offset, size_t count) ORVA_INLINE {
+    orva::vector<uint8_t> differing = {};
+    orva::for_each_vector<uint8_t>(count, [&](auto at) ORVA_INLINE {
+      differing |= at(image + offset, level) ^ orva::splat(level);
+    });
+    return orva::largest_lane(differing) == 0;
   });
 }
 
