@@ -168,10 +168,15 @@ inline uint64_t sum(const plane<const uint8_t> &area) {
   return sum.total();
 }
 
+// Mostly of a row, which is a few vectors long.
 inline uint64_t sum(const uint8_t *bytes, size_t size) {
-  running_sum sum;
-  sum.add(bytes, size);
-  return sum.total();
+  uint64_t total = 0;
+  for_each_block<kSumBlock>(size, [&](size_t offset, size_t count) ORVA_INLINE {
+    byte_sum block;
+    for_each_vector<uint8_t, 3>(count, [&](auto at) ORVA_INLINE { block.add(at(bytes + offset)); });
+    total += block.total();
+  });
+  return total;
 }
 
 // The sum of (a - b)^2.

@@ -15,6 +15,7 @@ using level_map = std::array<uint8_t, 256>;
 
 // Pixels are taken so many at a time.
 constexpr size_t kBlock = 16;
+constexpr size_t kQuad = 4;
 
 bool has_one_level(const uint8_t *image, size_t size) {
   const uint8_t level = *image;
@@ -47,14 +48,14 @@ histogram count_levels(const uint8_t *image, size_t size) {
   return counts;
 }
 
-// The new levels are stored together, eight at a time.
+// The new levels are stored together, four at a time.
 void map_levels(uint8_t *image, size_t size, const level_map &map) {
   const uint8_t *end = image + size;
   for (; end - image >= static_cast<ptrdiff_t>(kBlock); image += kBlock) {
-    for (size_t half = 0; half < kBlock; half += kBlock / 2) {
-      uint8_t mapped[kBlock / 2];
-      for (size_t k = 0; k < kBlock / 2; ++k) mapped[k] = map[image[half + k]];
-      memcpy(image + half, mapped, sizeof mapped);
+    for (size_t quad = 0; quad < kBlock; quad += kQuad) {
+      uint8_t mapped[kQuad];
+      for (size_t k = 0; k < kQuad; ++k) mapped[k] = map[image[quad + k]];
+      memcpy(image + quad, mapped, sizeof mapped);
     }
   }
   for (; image != end; ++image) *image = map[*image];

@@ -38,12 +38,12 @@ ORVA_INLINE inline void for_each_run(const pixel_set &pixels, Block block) {
     const uint8_t *values = pixels.values + offset;
     if (pixels.mask == nullptr) {
       block([=](auto visit) ORVA_INLINE {
-        orva::for_each_vector<uint8_t, 4>(count, [&](auto at) ORVA_INLINE { visit(at(values)); });
+        orva::for_each_vector<uint8_t, 6>(count, [&](auto at) ORVA_INLINE { visit(at(values)); });
       });
     } else {
       const uint8_t *mask = pixels.mask + offset;
       block([=](auto visit) ORVA_INLINE {
-        orva::for_each_vector<uint8_t, 4>(count, [&](auto at) ORVA_INLINE {
+        orva::for_each_vector<uint8_t, 6>(count, [&](auto at) ORVA_INLINE {
           visit(at(values) & orva::at_least(bytes{}, at(mask)));
         });
       });
