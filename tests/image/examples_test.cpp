@@ -391,17 +391,22 @@ TEST(Extremes, BlocksOfUpTo256PixelsTakeLittleStack) {
   EXPECT_EQ(swapcontext(&test, &there), 0);
 }
 
-// Samples that nothing has written: valgrind's memory checker sees every branch on one.
-TEST(Extremes, MediansWithoutABranchOnASample) {
+// Calls with lengths and overlaps that take every path of get_median.
+void for_each_stack(auto call) {
   for (const int32_t n : {4, 5, 6, 7}) {
     for (const int32_t row : {1, 7, 16, 33, 400}) {
-      for (const int32_t behind : {0, row, row + 1, row + 9}) {
-        uint8_t *rows = static_cast<uint8_t *>(malloc(static_cast<size_t>(row) * 9 + 9));
-        EXPECT_EQ(get_median(rows + behind, rows, row, n), 1);
-        free(rows);
-      }
+      for (const int32_t behind : {0, row, row + 1, row + 9}) call(n, row, behind);
     }
   }
+}
+
+// Samples that nothing has written: valgrind's memory checker sees every branch on one.
+TEST(Extremes, MediansWithoutABranchOnASample) {
+  for_each_stack([](int32_t n, int32_t row, int32_t behind) {
+    uint8_t *rows = static_cast<uint8_t *>(malloc(static_cast<size_t>(row) * 9 + 9));
+    EXPECT_EQ(get_median(rows + behind, rows, row, n), 1);
+    free(rows);
+  });
 }
 
 // Disabled because it needs an emulator that counts instructions: scripts/test --all runs it in
@@ -410,20 +415,16 @@ TEST(Extremes, DISABLED_MediansInTheSameInstructionsForAnySamples) {
   // A program's first call of a function takes longer.
   bench::executed();
   get_median(nullptr, nullptr, 0, 4);
-  for (const int32_t n : {4, 5, 6, 7}) {
-    for (const int32_t row : {1, 7, 16, 33, 400}) {
-      for (const int32_t behind : {0, row, row + 9}) {
-        std::set<uint64_t> counts;
-        for (const auto kind : {pattern::kConstant, pattern::kRandom, pattern::kRamp}) {
-          bytes rows = support::make_frame(kind, {row + 1, 9}, 1);
-          const uint64_t before = bench::executed();
-          get_median(rows.data() + behind, rows.data(), row, n);
-          counts.insert(bench::executed() - before);
-        }
-        EXPECT_EQ(counts.size(), 1U) << text(n, row, behind);
-      }
+  for_each_stack([](int32_t n, int32_t row, int32_t behind) {
+    std::set<uint64_t> counts;
+    for (const auto kind : {pattern::kConstant, pattern::kRandom, pattern::kRamp}) {
+      bytes rows = support::make_frame(kind, {row + 1, 9}, 1);
+      const uint64_t before = bench::executed();
+      get_median(rows.data() + behind, rows.data(), row, n);
+      counts.insert(bench::executed() - before);
     }
-  }
+    EXPECT_EQ(counts.size(), 1U) << text(n, row, behind);
+  });
 }
 
 TEST(Extremes, EvaluationRefusesAndLogs) {

@@ -2,16 +2,12 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "api/driver_channel.h"
 #include "simulator/driver_control.h"
 
 namespace support {
@@ -24,7 +20,6 @@ constexpr char kDriverProgram[] = "/ovfp_cuse_server";
 
 pid_t driver = 0;
 int channel = -1;
-std::vector<simulator::record_bytes> sent;
 
 void check(bool holds, const char *what) {
   if (holds) return;
@@ -68,10 +63,7 @@ Answer ask(control what, const Values &...values) {
 void attach_sensor(const simulator::sensor_config &config) {
   if (driver == 0) start_driver();
   ask(control::kAttach, config);
-  sent.clear();
 }
-
-std::vector<simulator::record_bytes> sent_records() { return sent; }
 
 std::vector<simulator::command> received_commands() {
   return ask<std::vector<simulator::command>>(control::kCommands);
@@ -86,15 +78,3 @@ void kill_driver() {
 }
 
 }  // namespace support
-
-// Notes the library's commands on their way to the kernel.
-extern "C" int ioctl(int handle, unsigned long request, ...) {
-  va_list args;
-  va_start(args, request);
-  const void *argument = va_arg(args, const void *);
-  va_end(args);
-  if (request == orva::kDriverRequest) {
-    memcpy(support::sent.emplace_back().data(), argument, simulator::kRecordSize);
-  }
-  return static_cast<int>(syscall(SYS_ioctl, handle, request, argument));
-}

@@ -11,9 +11,7 @@ namespace support {
 // Puts a fresh sensor behind the node; starts a driver where none runs.
 void attach_sensor(const simulator::sensor_config &config);
 
-// The records that left this process for the driver, and the commands that arrived there, since the
-// sensor was attached.
-std::vector<simulator::record_bytes> sent_records();
+// The commands that arrived at the driver since the sensor was attached.
 std::vector<simulator::command> received_commands();
 
 // Shows these poll events at the node until an arming or disarming changes them.

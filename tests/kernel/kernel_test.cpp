@@ -1,4 +1,4 @@
-// What only a genuine node shows: that records and buffers cross into the driver, that poll hands
+// What only a genuine node shows: that buffers cross into the driver, that poll hands
 // over a device's events, and what becomes of the library when the driver dies or the node is not
 // the driver's.
 #include <chrono>
@@ -96,22 +96,6 @@ class Kernel : public testing::Test {
   support::temp_folder folder;
 };
 
-TEST_F(Kernel, ScriptsSendWhatTheDriverReceives) {
-  for (int32_t script_id = 1000; script_id <= 1005; ++script_id) {
-    const int32_t came = script_id % 3 != 1;  // the normal scan does not wait
-    support::attach_sensor({.interrupts = {interrupt_plan::after(40)}});
-    EXPECT_EQ(run(script_id, {{.result = 23}, {.result = 12}, {.result = 24, .interrupt = came},
-                                 {.result = 12}, {.result = 21, .interrupt = 0}, {.result = 41},
-                                 {.text = "body", .data = {1, 0, 2}}}),
-        FP_OK);
-    std::vector<simulator::record_bytes> received;
-    for (const simulator::command &c : support::received_commands()) received.push_back(c.record);
-    EXPECT_EQ(received, support::sent_records()) << "script " << script_id;
-    EXPECT_EQ(folder.contents("fp_data.bin"), std::string("\1\0\2", script_id % 3 == 2 ? 0 : 3));
-    close_driver();
-  }
-}
-
 TEST_F(Kernel, BuffersCrossTheBoundary) {
   open_driver({});
   constexpr uint32_t kLength = 3 * 4096 + 17;
@@ -130,14 +114,6 @@ TEST_F(Kernel, BuffersCrossTheBoundary) {
   EXPECT_EQ(call(nowhere, 1, received.data()), FP_ERR_DRIVER_IO);
   EXPECT_EQ(call(sent.data(), 1, nowhere), FP_ERR_DRIVER_IO);
   munmap(nowhere, 4096);
-}
-
-TEST_F(Kernel, CommandFailsWithAnyErrorAndIsNotTriedAgain) {
-  for (const int error : {EIO, EINTR, EAGAIN, ENOSYS}) {
-    open_driver({.faults = {{.opcode = 4, .error = error}}});
-    EXPECT_EQ(orvaFpDeviceReset(g_fp_device_handle), FP_ERR_DRIVER_IO) << error;
-    EXPECT_EQ(orvaFpDeviceReset(g_fp_device_handle), FP_OK) << error;
-  }
 }
 
 struct wait_case {
@@ -163,12 +139,6 @@ TEST_F(Kernel, Waits) {
     EXPECT_EQ(support::received_commands().back().opcode(), 165) << "disarmed";
     expect_wait(0, FP_ERR_INT_NOT_TRIGGERED, 0ms);  // no event of the first wait shows
   }
-}
-
-TEST_F(Kernel, EndlessWaitIsStoppedByAnotherThread) {
-  open_driver({});
-  const later stop(50ms, [] { set_abort_flag(1); });
-  expect_wait(kNoLimit, FP_ERR_INT_NOT_TRIGGERED, 50ms);
 }
 
 TEST_F(Kernel, EventsThatTheDriverShows) {

@@ -23,9 +23,9 @@ struct device_case {
 };
 
 const device_case kOperations[] = {
-    {{}, {"orva-fp device open", 0, "command power len=1...open FP_OK (0)...close FP_OK (0)"}},
-    {{}, {"orva-fp device reset", 0, "command reset...reset FP_OK (0)"}},
-    {{}, {"orva-fp device power off", 0, "command power len=0...power FP_OK (0)"}},
+    {{}, {"orva-fp device reset power off", 0,
+             "command power len=1...command reset...reset FP_OK (0)...command power len=0...power "
+             "FP_OK (0)...close FP_OK (0)"}},
     {{.faults = {{.opcode = 4}}}, {"orva-fp device reset", 1, "reset FP_ERR_DRIVER_IO (209)"}},
     {{.interrupts = {interrupt_plan::after(30)}},
         {"orva-fp device wait-interrupt --timeout-ms 60000", 0,

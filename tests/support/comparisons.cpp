@@ -211,13 +211,9 @@ void blocks(scene &s, Unused... unused) {
 
 // ---- Noise and medians --------------------------------------------------------------------------
 
-void noise(scene &s) {
-  const frame_size size = s.size(kPixels);
-  const uint8_t *image = s.guarded(s.frame(size));
-  const uint32_t flags = s.in.byte();
-  noise_check_param *param = s.guarded(
-      std::vector<noise_check_param>{{flags, 7, 8, static_cast<uint32_t>(s.in.number())}});
-  s.call(fr_has_noise, simple::fr_has_noise, image, size.width, size.height, param);
+noise_check_param *noise_param(scene &s, frame_size) {
+  const uint32_t flags = s.in.byte(), margin = static_cast<uint32_t>(s.in.number());
+  return s.guarded(std::vector<noise_check_param>{{flags, 7, 8, margin}});
 }
 
 void median(scene &s) {
@@ -317,7 +313,7 @@ constexpr comparison kComparisons[] = {
           blocks<vCalculateBlockDROtsuCS1, simple::vCalculateBlockDROtsuCS1>(s, nullptr);
         }},
     {"sort", on_row<500, sort, simple::sort>},
-    {"fr_has_noise", noise},
+    {"fr_has_noise", on_frame<fr_has_noise, simple::fr_has_noise, noise_param>},
     {"remove_noise_use_median_filter", on_frame<remove_noise_use_median_filter,
                                            simple::remove_noise_use_median_filter, any_number>},
     {"median_filter", median},

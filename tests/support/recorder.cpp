@@ -104,7 +104,8 @@ void start_journal(const std::string &expected, bool detailed, short_forms forms
     const bool fails = entry.ends_with('!');
     if (const auto opcode = simulator::find_opcode(name)) {
       const uint32_t nth = ++commands[*opcode];
-      if (fails) sensor.faults.push_back({*opcode, nth});
+      // An interrupted command is not tried again either.
+      if (fails) sensor.faults.push_back({*opcode, nth, EINTR});
     } else if (name == "poll") {
       journal.polls.push_back(entry.substr(entry.rfind(' ') + 1));
     } else if (name == "usleep" || name == "fopen") {

@@ -65,8 +65,7 @@ TEST(ImageTool, VerdictsTurnWithTheDefect) {
       {"look --pattern flat --saturate 7", 0, R"("white_noise": null ... "high_count": 7)"},
       // Where nothing can be found, there is no verdict.
       {"look --width 19 --height 1", 0, R"("defect_found": null ... "noise": null)"},
-      {"look --width 20 --height 1", 0, R"("defect_found": 0)"},
-      {"look --width 2 --height 3", 0, R"("defect_found": 0 ... "noise": null)"},
+      {"look --width 20 --height 1", 0, R"("defect_found": 0 ... "noise": null)"},
       {"look --width 3 --height 3", 0, R"("is_water": null ... "noise": 0)"},
       {"look --width 34 --height 22", 0, R"("is_water": 0)"},
       {"look --width 34 --height 21", 0, R"("is_water": null)"},
@@ -145,10 +144,6 @@ TEST(ImageTool, EveryFormatAndPipeHoldsTheSameFrame) {
               patch t.bmp 22 '\376\377\377\377'
               im apply invert f.bmp a.pgm; im apply invert t.bmp b.pgm; cmp a.pgm b.pgm)",
           0, ""},
-      {"im synth a.raw --saturate 30 --salt-pepper 30 --seed 5; im synth b.raw --saturate 30 "
-       "--salt-pepper 30 --seed 5; cmp a.raw b.raw && im synth b.raw --saturate 30 "
-       "--salt-pepper 30 --seed 6; cmp a.raw b.raw",
-          1},
   });
 }
 
@@ -205,12 +200,10 @@ TEST(ImageTool, BadFrameIsNamedAndTheBatchGoesOn) {
       {"30 '\\1'", "packed.bmp", "a compressed BMP"},
       {"58 '\\11'", "palette.bmp", "a BMP with a palette that is not grey"},
       {"18 '\\377\\377\\377\\177'", "wide.bmp", "2147483647 x 10 is more than the 8405024 pixels"},
-      {"18 '\\377\\377\\377\\377'", "negative.bmp", "-1 x 10 holds no pixel"},
       {"22 '\\0\\0\\0\\200'", "lowest.bmp", "10 x 2147483648 is more"},
       {"10 '\\32\\0'", "inside.bmp", "the BMP's pixels would begin inside its header"},
       {"head -c 99 good.png >", "short.png", "damaged PNG: "},
       {"70 'x'", "bit.png", "damaged PNG: invalid CRC"},
-      {"0 'x'", "signature.png", "damaged: does not begin like a png"},
       {"printf 'P5 10 10 255\n123' >", "short.pgm", "truncated: 16 bytes instead of 113"},
       {"printf 'P5 1 1 255' >", "bare.pgm", "truncated: 10 bytes instead of 12"},
       {"printf 'P5 10 ten' >", "header.pgm", "damaged PGM: the header lacks a number"},
@@ -262,10 +255,6 @@ TEST(ImageTool, ReportsAndPicturesGoWithTheirFrames) {
           "file,width,height,bits, ... ,sheet,panels,error\n\"a,\"\".png\",64,64,8,,,,, ... "
           "\"none.png\",,,, ... ,\"none.png: No such file or directory\"\n",
           "orva-fp: none.png"},
-      // The list of panels is a text of JSON, whatever the name.
-      {R"(n=$(printf '\377.png'); im synth "$n" >/dev/null
-              im inspect --csv "$n" --out . --panel otsu)",
-          0, "file, ... \"\xff.png\",64, ... \"[\"\"./\xef\xbf\xbd.png.otsu.png\"\"]\","},
       // In the order of the frames, however many work on them.
       {R"(for i in 1 2 3 4 5 6 7 8 9; do im synth f$i.pgm --width 4$i --seed $i >/dev/null; done
               for i in 1 2 3 4 5 6 7 8 9; do im inspect --csv f$i.pgm | tail -n 1; done >a
@@ -303,15 +292,11 @@ TEST(ImageTool, ReportsAndPicturesGoWithTheirFrames) {
 
 TEST(ImageTool, BadArgumentsAndOutputsGiveOneLineAndTheirStatus) {
   check({
-      {"im", 2, "", "sub-command"},
-      {"im inspect", 2, "", "frames"},
       {"im inspect f.png --block 0", 2, "", "--block"},
       {"im inspect f.png --panel marks", 2, "", "--panel requires --out"},
       {"im inspect f.png --out o --panel none", 2, "", "none not in"},
-      {"im inspect f.png --json --csv", 2, "", "excludes"},
       {"touch file; im inspect f.png --out file", 4, "", "output folder file: Not a directory"},
       {"im inspect f.png --out none/deep", 4, "", "output folder none/deep: No such file"},
-      {"im apply", 2, "", "words"},
       {"im apply blur f.png o.png", 2, "", "blur is no filter"},
       {"im apply flip f.png o.png", 2, "", "flip needs --vertical or --horizontal"},
       {"im apply invert --delta 3 f.png o.png", 2, "", "--delta goes with remove-noise"},
@@ -326,15 +311,10 @@ TEST(ImageTool, BadArgumentsAndOutputsGiveOneLineAndTheirStatus) {
       {"im apply remove-dummy f.raw o.png", 4, "", "16-bit samples can be kept in"},
       {"im synth f.raw; im apply invert f.raw o.raw --width 64 --height 65", 6, "...",
           "4096 bytes; a raw frame of 64 x 65 has 4160 (8 bits) or 8320 (16 bits)"},
-      {"im synth f.raw; im apply offset f.raw o.raw --width 64 --height 32 --bits 16", 6, "...",
-          "offset takes frames of 8 bits"},
       {"im synth o.png --dead-line 65", 2, "", "the dead line does not fit"},
       {"im synth o.png --salt-pepper 4000", 2, "", "there is room for"},
       {"im synth o.png --cluster-at 3,3", 2, "", "--cluster-at requires --cluster"},
-      {"im synth o.png --water-columns", 2, "", "--water-columns requires --water"},
-      {"im synth o.png --dead-line-at 3,3", 2, "", "--dead-line-at requires --dead-line"},
       {"im synth o.png --dummy", 2, "", "--dummy goes with --bits 16"},
-      {"im synth o.png --width 0", 2, "", "--width"},
       {"im synth none/o.png", 4, "", "none/o.png: No such file"},
   });
 }
