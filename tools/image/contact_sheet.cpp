@@ -68,7 +68,7 @@ void draw_marks(sheet &s, const analysis &a) {
   caption(s, a,
           key(kUp) + " {high_count} high   " + key(kDown) + " {low_count} low   " + key(kSquare) +
               " {deviation_count} deviating   " + key(kRing) +
-              " {clusters} clusters {bright_clusters} bright, {dark_clusters} dark",
+              " clusters: {bright_clusters} bright, {dark_clusters} dark",
           format("high > {}, low &lt; {}, deviation > {}; tiles: {{tiles}}", a.settings.high,
                  a.settings.low, a.settings.deviation));
 }
