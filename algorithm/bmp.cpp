@@ -29,9 +29,11 @@ int32_t get_raw_data_from_bmp(const uint8_t *bmp, uint8_t *dst, int32_t *width, 
   const int32_t columns = static_cast<int32_t>(read_field(bmp, kWidthField));
   const int32_t rows = static_cast<int32_t>(read_field(bmp, kHeightField));
   const int64_t stored_row = (int64_t{columns} + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
-  const orva::plane stored(bmp + read_field(bmp, kPixelOffsetField), columns, rows, stored_row);
-  const orva::plane packed(dst, columns, rows);
-  for (size_t y = 0; y < stored.height; ++y) memcpy(packed.row(y), stored.row(y), stored.width);
+  const auto stored =
+      orva::plane(bmp + read_field(bmp, kPixelOffsetField), columns, rows, stored_row).joined();
+  for (size_t y = 0; y < stored.height; ++y) {
+    memcpy(dst + y * stored.width, stored.row(y), stored.width);
+  }
   if (width != nullptr) *width = columns;
   if (height != nullptr) *height = rows;
   return 1;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 
 #include "bench.h"
@@ -122,13 +123,52 @@ void add_dummy_removal(support::frame_size size) {
   }
 }
 
+// A file whose rows have fill bytes where the width is no multiple of 4.
+void add_bmp(support::frame_size size) {
+  constexpr size_t kPixelOffset = 1078;
+  const auto bmp = std::make_shared<std::vector<uint8_t>>(kPixelOffset);
+  const size_t stored_row = (static_cast<size_t>(size.width) + 3) / 4 * 4;
+  const auto pixels = support::make_frame(support::pattern::kRidges,
+                                          {static_cast<int32_t>(stored_row), size.height}, 1);
+  bmp->insert(bmp->end(), pixels.begin(), pixels.end());
+  const auto dst = std::make_shared<std::vector<uint8_t>>(size.pixels());
+  const uint32_t fields[][2] = {{10, kPixelOffset},
+                                {18, static_cast<uint32_t>(size.width)},
+                                {22, static_cast<uint32_t>(size.height)}};
+  for (const auto &[at, value] : fields) {
+    for (size_t i = 0; i < 4; ++i) (*bmp)[at + i] = static_cast<uint8_t>(value >> 8 * i);
+  }
+  row r{"get_raw_data_from_bmp",
+        size,
+        size.pixels(),
+        ceiling::kCopy,
+        [=] { get_raw_data_from_bmp(bmp->data(), dst->data(), nullptr, nullptr); },
+        [=] { simple::get_raw_data_from_bmp(bmp->data(), dst->data(), nullptr, nullptr); },
+        {}};
+#ifdef ORVA_BENCH_OPENCV
+  r.peer = [=] {
+    const cv::Mat stored(size.height, size.width, CV_8UC1, bmp->data() + kPixelOffset, stored_row);
+    cv::Mat packed(size.height, size.width, CV_8UC1, dst->data());
+    stored.copyTo(packed);
+  };
+  r.peer();
+  const std::vector<uint8_t> expected = *dst;
+  std::fill(dst->begin(), dst->end(), uint8_t{0});
+  r.fast();
+  require(*dst == expected, r.function);
+#endif
+  add(r);
+}
+
 }  // namespace
 
 void add_layout() {
   for (const support::frame_size size : sizes()) {
     for (const in_place_case &c : kInPlace) add_in_place(c, size);
     add_dummy_removal(size);
+    add_bmp(size);
   }
+  add_bmp({103, 160});
   add_in_place(kStack, {640, 4 * 1000});
 }
 
