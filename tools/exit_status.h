@@ -26,8 +26,7 @@ inline constexpr char kExitStatuses[] = R"(Exit status:
   1  the run or an operation ended with a failing status
   2  bad arguments, or a scenario that is not meant for the script
   3  a scenario or recording cannot be read
-  4  an output cannot be written, a result file does not hold all that the run gave it, or another
-     run uses the folder
+  4  an output cannot be written or is not whole, or another run uses the folder
   5  the run was not as its scenario says
   6  a frame cannot be read
   7  the result log does not hold the text of --expect or --verdict

@@ -95,6 +95,15 @@ class sensor_test_run {
     if (stop_signal() != 0) tell(kStopped, describe_stop(show_.interrupt_armed()));
     if (node_error_ != 0) complain(describe_node_error(node_error_));
     for (const std::string &problem : files_.problems()) tell(kBadOutput, problem);
+    if (recording_) {
+      // Not as it happens: the run would wait for the disk.
+      try {
+        for (const auto &e : show_.events()) recording_->write(simulator::line_of(e) + "\n");
+        recording_->commit();
+      } catch (const command_error &not_written) {
+        tell(not_written.status, not_written.what());
+      }
+    }
     if (status != kStopped) {
       look_for_unexpected(
           [&](const std::string &what) { tell(kUnexpected, "unexpected: " + what); });
@@ -138,11 +147,6 @@ class sensor_test_run {
     show_.note("data file", with_size(files_.data()));
     show_.note("total", fmt::format("{} exchanges, {} commands", show_.count<simulator::exchange>(),
                                     show_.count<simulator::command>()));
-    if (!recording_) return;
-    // Not as it happens: the run would wait for the disk, and a failure would be thrown through the
-    // library.
-    for (const auto &event : show_.events()) recording_->write(simulator::line_of(event) + "\n");
-    recording_->commit();
   }
 
   // Hands on what was not as the scenario says.

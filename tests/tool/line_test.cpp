@@ -282,7 +282,8 @@ TEST(Tool, Recording) {
           0},
       {": >r.jsonl" + replay, 3, "", "r.jsonl: line 1, column 1: not JSON\n"},
       {"run 1001 snr1-pass --record no/r.jsonl", 4, "", "no/r.jsonl: No such file or directory\n"},
-      {"run 1001 snr1-pass --record /dev/full -q", 4, "", "/dev/full: No space left on device\n"},
+      {"run 1001 snr1-pass --record /dev/full -q", 4, "result FP_OK (0)",
+          "/dev/full: No space left on device\n"},
   };
   check_all(rows, kShell);
 }
