@@ -14,6 +14,8 @@ if [[ $mode == accept ]]; then
   abidw --headers-dir "$sources/include" --drop-private-types --exported-interfaces-only \
     --no-architecture --no-elf-needed --no-corpus-path --no-comp-dir-path --no-show-locs \
     --out-file "$baseline" "$library"
+  # The same wherever it was built.
+  sed -i "s|path='$(realpath "$sources")/|path='|" "$baseline"
   echo "wrote ${baseline#"$sources/"}"
   exit
 fi
