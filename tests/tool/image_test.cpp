@@ -314,6 +314,7 @@ TEST(ImageTool, BadArgumentsAndOutputsGiveOneLineAndTheirStatus) {
       {"im synth o.png --dead-line 65", 2, "", "the dead line does not fit"},
       {"im synth o.png --salt-pepper 4000", 2, "", "there is room for"},
       {"im synth o.png --cluster-at 3,3", 2, "", "--cluster-at requires --cluster"},
+      {"im synth o.pgm --bits 16 --dummy --width 32767", 2, "", "pixels, or 32767 on a side"},
       {"im synth o.png --dummy", 2, "", "--dummy goes with --bits 16"},
       {"im synth none/o.png", 4, "", "none/o.png: No such file"},
   });

@@ -83,12 +83,12 @@ synthetic_frame make(const options &o) {
 
 exit_status run(const options &o) {
   need(!o.dummy || o.bits == 16, kBadUsage, "--dummy goes with --bits 16");
-  need(int64_t{o.width} * o.height <= kLargestFrame, kBadUsage, "more than {} pixels",
-       kLargestFrame);
+  frame file{o.width + o.dummy, o.height + o.dummy, {}, {}};
+  need(file.width <= kLongestSide && file.height <= kLongestSide &&
+           int64_t{file.width} * file.height <= kLargestFrame,
+       kBadUsage, "more than {} pixels, or {} on a side", kLargestFrame, kLongestSide);
   const std::string format = output_format(o.out, o.as, o.bits == 16);
   const synthetic_frame f = make(o);
-  const int32_t more = o.dummy ? 1 : 0;
-  frame file{f.width() + more, f.height() + more, {}, {}};
   if (o.bits == 16) {
     file.samples = f.raw(o.dummy);
     file.sample_bits = synthetic_frame::kSampleBits;
