@@ -169,6 +169,7 @@ class device_command {
   operation wait(wait_options o) {
     return [this, o] {
       int32_t status = FP_OK;
+      in_slices_ = o.timeout_ms == ORVA_FP_NO_TIME_LIMIT;
       for (uint32_t i = 1; i <= o.count && status == FP_OK && stop_signal() == 0; ++i) {
         status = wait_interrupt_in_sensor_test(o.timeout_ms);
         if (status != FP_OK || o.count == 1) continue;
@@ -197,12 +198,12 @@ class device_command {
     };
   }
 
-  // Tells waits that end without an interrupt only where there is an error event, and not every
-  // one.
+  // Of a wait without a limit, slices that end without an interrupt are told only where there is an
+  // error event, and not every one.
   void saw(const simulator::wait &w) {
-    const bool interrupt = w.outcome == simulator::wait_outcome::kInterrupt;
+    const bool whole = !in_slices_ || w.outcome == simulator::wait_outcome::kInterrupt;
     const bool error = w.outcome == simulator::wait_outcome::kErrorEvent;
-    if (interrupt || (error && error_events_++ % kErrorEventsForALine == 0)) show_.event(w);
+    if (whole || (error && error_events_++ % kErrorEventsForALine == 0)) show_.event(w);
     if (error) std::this_thread::sleep_for(kPauseAfterErrorEvent);
   }
 
@@ -214,7 +215,8 @@ class device_command {
   command_options command_;
   std::vector<std::pair<std::string, operation>> operations_;
   trace show_{shown_};
-  std::string failure_;  // the first status that was not FP_OK, with its operation
+  std::string failure_;     // the first status that was not FP_OK, with its operation
+  bool in_slices_ = false;  // the wait that goes on has no limit
   uint32_t error_events_ = 0;
 };
 

@@ -81,7 +81,12 @@ class sensor_test_run {
     if (status_ == FP_ERR_NO_DEVICE) node_error_ = why_node_does_not_open();
     show_.event(simulator::run_end{status_, node_error_});
     const double milliseconds = show_.milliseconds();
-    show_results();
+    show_.status("status", status_);
+    show_.note("result log", with_size(files_.log()));
+    for (const std::string &line : files_.log_lines()) show_.note("", "| " + line);
+    show_.note("data file", with_size(files_.data()));
+    show_.note("total", fmt::format("{} exchanges, {} commands", show_.count<simulator::exchange>(),
+                                    show_.count<simulator::command>()));
     return milliseconds;
   }
 
@@ -138,15 +143,6 @@ class sensor_test_run {
                                                            request_size, reply, reply_size);
     if (status == 0) self->files_.expect(*reply);
     return status;
-  }
-
-  void show_results() {
-    show_.status("status", status_);
-    show_.note("result log", with_size(files_.log()));
-    for (const std::string &line : files_.log_lines()) show_.note("", "| " + line);
-    show_.note("data file", with_size(files_.data()));
-    show_.note("total", fmt::format("{} exchanges, {} commands", show_.count<simulator::exchange>(),
-                                    show_.count<simulator::command>()));
   }
 
   // Hands on what was not as the scenario says.

@@ -296,7 +296,8 @@ TEST(Tool, Device) {
           "power len=3 ... clock-other len=0 ... info-memory len=1 ... set-clock len=0 "
           "speed_hz=3300000 ... info-memory len=0 ... set-clock len=0 speed_hz=12500000 ... "
           "cpu-speedup len=70"},
-      {"wait-interrupt --timeout-ms 1", 1, "result wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)"},
+      {"wait-interrupt --timeout-ms 1", 1,
+          "wait limit=1 ms -> timeout\n... result wait-interrupt FP_ERR_INT_NOT_TRIGGERED (13)"},
       {"reset --scenario $S/normal-scan-reset-fails.json", 1, "reset FP_ERR_D"},
       {"reset --scenario $S/power-on-fails.json", 1, "open FP_ERR_DRIVER_IO ... close FP_OK (0)"},
 
