@@ -62,8 +62,9 @@ void draw_marks(sheet &s, const analysis &a) {
   draw_kind(kDown, MARK_LOW);
   draw_kind(kUp, MARK_HIGH);
   if (run.length > 1) {
-    s.label({from.x, from.y - 7}, format("run {}: {},{} to {},{}", run.length, run.start.x,
-                                         run.start.y, run.last().x, run.last().y));
+    const double y = from.y - s.pixel(0).y > 14 ? from.y - 7 : from.y + from.height + 21;
+    s.label({from.x, y}, format("run {}: {},{} to {},{}", run.length, run.start.x, run.start.y,
+                                run.last().x, run.last().y));
   }
   caption(s, a,
           key(kUp) + " {high_count} high   " + key(kDown) + " {low_count} low   " + key(kSquare) +
