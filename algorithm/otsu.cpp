@@ -34,16 +34,18 @@ struct high_class {
 template <typename Block>
 ORVA_INLINE inline void for_each_run(const pixel_set &pixels, Block block) {
   constexpr size_t kRun = 255 * orva::kVectorBytes;
+  constexpr size_t kTogether = 6;  // vectors a turn: the fastest with both compilers
   orva::for_each_block<kRun>(pixels.size, [&](size_t offset, size_t count) ORVA_INLINE {
     const uint8_t *values = pixels.values + offset;
     if (pixels.mask == nullptr) {
       block([=](auto visit) ORVA_INLINE {
-        orva::for_each_vector<uint8_t, 6>(count, [&](auto at) ORVA_INLINE { visit(at(values)); });
+        orva::for_each_vector<uint8_t, kTogether>(count,
+                                                  [&](auto at) ORVA_INLINE { visit(at(values)); });
       });
     } else {
       const uint8_t *mask = pixels.mask + offset;
       block([=](auto visit) ORVA_INLINE {
-        orva::for_each_vector<uint8_t, 6>(count, [&](auto at) ORVA_INLINE {
+        orva::for_each_vector<uint8_t, kTogether>(count, [&](auto at) ORVA_INLINE {
           visit(at(values) & orva::at_least(bytes{}, at(mask)));
         });
       });

@@ -50,7 +50,7 @@ void draw_frame(sheet &s, const char *name, const analysis &a) {
   s.caption(tell(a.measures, "mean {mean}, standard deviation {std_dev:.1f}"),
             tell(a.measures,
                  "defect {defect_found}, water {is_water}, noise {noise}, white noise "
-                 "{white_noise} (1 found, 0 not, - none possible)"));
+                 "{white_noise} (0 none, - not applicable)"));
 }
 
 void draw_difference(sheet &s, const std::vector<int32_t> &difference, const json &measures) {

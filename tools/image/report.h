@@ -14,8 +14,8 @@ enum class report_form : uint8_t { kTable, kJson, kCsv };
 // them.
 std::string tell(const json &measures, const std::string &pattern);
 
-// Of measures, or of objects with "file" and "error" alone. The table has the most
-// asked-for keys of those that were measured; CSV has a column for every key.
+// Of measures, or of objects with "file" and "error" alone. The table has the most asked-for keys
+// of those that were measured; CSV has a column for every key.
 std::string report(const json &frames, report_form form);
 
 }  // namespace tools
